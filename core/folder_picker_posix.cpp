@@ -1,0 +1,4 @@
+#include "core/folder_picker.h"
+
+// The GTK host brings its own chooser; without a window there is nothing to pick with.
+std::filesystem::path PickFolder(const std::filesystem::path&, void*) { return {}; }

@@ -1,0 +1,17 @@
+#include "core/paths.h"
+
+#include <atomic>
+
+
+namespace {
+std::atomic<const FolderOverrides*> g_overrides{nullptr};
+}
+
+void SetFolderOverridesForTesting(const FolderOverrides* overrides) { g_overrides.store(overrides); }
+const FolderOverrides* GetFolderOverrides() { return g_overrides.load(); }
+
+fs::path WithSuffix(const fs::path& path, std::string_view suffix_utf8) {
+  fs::path::string_type text = path.native();
+  text += PathFromUtf8(suffix_utf8).native();
+  return fs::path(std::move(text));
+}

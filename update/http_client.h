@@ -1,0 +1,39 @@
+// The launcher's only network code: blocking HTTP(S) GETs on the update worker thread. WinHTTP on
+// Windows, libcurl elsewhere, with the same statuses, headers, Range rules, cancel points and error
+// texts. Every call opens and closes its own session; nothing is reused between calls.
+//
+// Failures return 0/false and replace `reason` with a short Portuguese text:
+//   "URL invalida", "WinHttpOpen", "conexao", "sem resposta do servidor (N)", "HTTP N", "cancelado",
+//   "conexao caiu (N)", "intervalo incompleto", "nao abriu <path>", "disco cheio ou sem permissao".
+// Success leaves `reason` untouched.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "core/engine_state.h"
+
+// GET with "Cache-Control: no-cache". Returns the HTTP status (0 when no response was had). On 200
+// `body` holds the body (a read failure mid-body just ends it); any other status sets "HTTP N".
+[[nodiscard]] int FetchToMemory(const std::string& url, std::string& body, std::string& reason);
+
+// GET of bytes first..last (inclusive) into `buffer` (cleared, capacity kept). A 200 answer (range
+// ignored) still yields the slice: leading bytes are skipped, the rest of the body is not read, and
+// progress is reported only for 206 answers. Fewer bytes than asked: "intervalo incompleto".
+[[nodiscard]] bool FetchRange(const std::string& url, std::uint64_t first, std::uint64_t last,
+                              std::vector<std::uint8_t>& buffer, const ProgressCallback& progress,
+                              const CancelFlag* cancel, std::string& reason);
+
+// Downloads into `path`, resuming from the size of a partial file already there (open-ended Range).
+// 416 means the partial file is already whole: success, file untouched. 200 rewrites from byte 0.
+// A failed or cancelled download leaves the partial file for the next call.
+[[nodiscard]] bool DownloadToFile(const std::string& url, const std::filesystem::path& path,
+                                  const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason);
+
+// Back-off before retry `attempt` (from 0): 2000, 4000, 8000, 15000, then 30000 ms.
+[[nodiscard]] std::uint32_t RetryDelayMs(int attempt);
+
+// "OrvLauncher/1.2.5".
+[[nodiscard]] std::string HttpUserAgent();
