@@ -85,7 +85,7 @@ class Parser {
       ++pos_;
       JsonValue value;
       if (!ParseValue(value)) return false;
-      out.members.emplace_back(std::move(key), std::move(value));
+      out.members.push_back(JsonMember{std::move(key), std::move(value)});
       SkipBlanks();
       if (pos_ == end_) return false;
       const char c = *pos_++;

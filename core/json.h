@@ -8,8 +8,9 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
+
+struct JsonMember;
 
 enum class JsonKind : std::int32_t { Null = 0, Bool = 1, Number = 2, String = 3, Array = 4, Object = 5 };
 
@@ -19,7 +20,7 @@ struct JsonValue {
   double number = 0.0;
   std::string text;                                        // bytes as received, escapes decoded
   std::vector<JsonValue> items;                            // Array elements, document order
-  std::vector<std::pair<std::string, JsonValue>> members;  // Object members, document order, duplicates kept
+  std::vector<JsonMember> members;                         // Object members, document order, duplicates kept
 
   // The value of the first member named `key`; the shared Null when there is none or this is not an
   // Object, so lookups chain without checks.
@@ -36,6 +37,11 @@ struct JsonValue {
   [[nodiscard]] bool IsArray() const { return kind == JsonKind::Array; }
   [[nodiscard]] bool IsString() const { return kind == JsonKind::String; }
   [[nodiscard]] bool IsNumber() const { return kind == JsonKind::Number; }
+};
+
+struct JsonMember {
+  std::string key;
+  JsonValue value;
 };
 
 // Parses `text` into `out` (which the caller made empty). True only when the whole text, less

@@ -2,8 +2,11 @@
 // thread. No levels, no rotation; a line that cannot be written is dropped silently.
 #pragma once
 
-#if defined(__GNUC__)
+#if defined(__MINGW32__)
+// MinGW's printf attribute means the old msvcrt rules; the launcher formats with the C99 ones.
 #define ORV_PRINTF_LIKE(fmt, args) __attribute__((format(gnu_printf, fmt, args)))
+#elif defined(__GNUC__)
+#define ORV_PRINTF_LIKE(fmt, args) __attribute__((format(printf, fmt, args)))
 #else
 #define ORV_PRINTF_LIKE(fmt, args)
 #endif

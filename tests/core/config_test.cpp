@@ -25,13 +25,13 @@ TEST(LauncherConfig, DefaultTextIsTheDocumentedShape) {
   JsonValue root;
   ASSERT_TRUE(ParseJson(text, root));
   ASSERT_EQ(root.members.size(), 3u);
-  EXPECT_EQ(root.members[0].first, "canais");
-  EXPECT_EQ(root.members[1].first, "discord");
-  EXPECT_EQ(root.members[2].first, "site");
+  EXPECT_EQ(root.members[0].key, "canais");
+  EXPECT_EQ(root.members[1].key, "discord");
+  EXPECT_EQ(root.members[2].key, "site");
   const JsonValue& channel = root.Find("canais").items.at(0);
   ASSERT_EQ(channel.members.size(), 4u);
-  EXPECT_EQ(channel.members[0].first, "id");
-  EXPECT_EQ(channel.members[3].first, "pasta");
+  EXPECT_EQ(channel.members[0].key, "id");
+  EXPECT_EQ(channel.members[3].key, "pasta");
   EXPECT_EQ(channel.Find("pasta").text, "Jogo");
   EXPECT_EQ(channel.Find("manifesto").text.rfind("https://", 0), 0u);
   EXPECT_NE(channel.Find("manifesto").text.find("/oficial/manifest.json"), std::string::npos);

@@ -45,11 +45,11 @@ TEST(JsonParse, CommasAndSeparatorsAreStrict) {
 TEST(JsonParse, DuplicateKeysAreKeptAndFindTakesTheFirst) {
   const JsonValue v = Parsed(R"({"a":1,"b":true,"a":2})");
   ASSERT_EQ(v.members.size(), 3u);
-  EXPECT_EQ(v.members[0].first, "a");
-  EXPECT_EQ(v.members[2].first, "a");
-  EXPECT_EQ(v.members[2].second.number, 2.0);
+  EXPECT_EQ(v.members[0].key, "a");
+  EXPECT_EQ(v.members[2].key, "a");
+  EXPECT_EQ(v.members[2].value.number, 2.0);
   EXPECT_EQ(v.Find("a").number, 1.0);
-  EXPECT_EQ(v.members[1].first, "b");  // document order
+  EXPECT_EQ(v.members[1].key, "b");  // document order
 }
 
 TEST(JsonFind, MissingAndNonObjectsGiveTheSharedNull) {
