@@ -28,6 +28,9 @@ namespace fs = std::filesystem;
 // folder + separator + a manifest-style relative path ("a/b\c", UTF-8) with every separator turned
 // into the platform's own. No normalisation beyond that: callers validate relative paths first.
 [[nodiscard]] fs::path JoinRelative(const fs::path& folder, std::string_view relative_utf8);
+// A manifest-style relative path that stays inside the folder it is joined to: not empty, no "..",
+// no ":", not starting with a separator.
+[[nodiscard]] bool IsSafeRelativePath(std::string_view relative_utf8);
 // path + suffix, as text (".part", " (Teste)"): never a new path component.
 [[nodiscard]] fs::path WithSuffix(const fs::path& path, std::string_view suffix_utf8);
 

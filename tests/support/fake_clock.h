@@ -1,0 +1,22 @@
+// A clock that only moves when told to; sleeps are recorded and advance it at once.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "core/clock.h"
+
+class FakeClock final : public Clock {
+ public:
+  std::uint64_t NowNs() override { return now_ns; }
+  void SleepMs(std::uint32_t milliseconds) override {
+    sleeps_ms.push_back(milliseconds);
+    now_ns += static_cast<std::uint64_t>(milliseconds) * 1'000'000ULL;
+    if (on_sleep) on_sleep();
+  }
+  void AdvanceMs(std::uint64_t milliseconds) { now_ns += milliseconds * 1'000'000ULL; }
+
+  std::uint64_t now_ns = 1'000'000'000ULL;
+  std::vector<std::uint32_t> sleeps_ms;
+  void (*on_sleep)() = nullptr;
+};

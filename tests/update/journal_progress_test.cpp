@@ -1,0 +1,197 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/file_util.h"
+#include "core/paths.h"
+#include "support/fake_clock.h"
+#include "support/scoped_folders.h"
+#include "update/progress.h"
+#include "update/swap_journal.h"
+
+namespace {
+
+struct JournalRig {
+  ScopedFolders folders;
+  std::filesystem::path game = folders.root() / "Jogo";
+
+  void Stage(const std::string& relative, const std::string& content) {
+    WriteTestFile(JoinRelative(StagingFolder(game), relative), content);
+  }
+  void Install(const std::string& relative, const std::string& content) {
+    WriteTestFile(JoinRelative(game, relative), content);
+  }
+  std::string Installed(const std::string& relative) { return ReadTestFile(JoinRelative(game, relative)); }
+};
+
+TEST(SwapJournal, TextIsOneLineOfEscapedPaths) {
+  EXPECT_EQ(SwapJournal::Text({}), "{\"trocas\":[]}");
+  EXPECT_EQ(SwapJournal::Text({"a/b.pak", "Conteúdo\\x \"q\".txt"}),
+            "{\"trocas\":[\"a/b.pak\",\"Conteúdo\\\\x \\\"q\\\".txt\"]}");
+}
+
+TEST(SwapJournal, ReplayMovesEveryStagedFileThenCleansUp) {
+  JournalRig rig;
+  rig.Install("bin/jogo.exe", "velho");
+  rig.Stage("bin/jogo.exe", "novo");
+  rig.Stage("dados\\mapas/ação.pak", "mapa");  // either separator, non-ASCII name, new folder
+  SwapJournal::Write(rig.game, {"bin/jogo.exe", "dados\\mapas/ação.pak"});
+  EXPECT_EQ(ReadTestFile(JournalPath(rig.game)), "{\"trocas\":[\"bin/jogo.exe\",\"dados\\\\mapas/ação.pak\"]}");
+
+  std::string reason = "intocado";
+  ASSERT_TRUE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(reason, "intocado");
+  EXPECT_EQ(rig.Installed("bin/jogo.exe"), "novo");
+  EXPECT_EQ(rig.Installed("dados/mapas/ação.pak"), "mapa");
+  EXPECT_FALSE(PathExists(StagingFolder(rig.game)));
+  std::string log;
+  ASSERT_TRUE(ReadWholeFile(GetDataFolder() / "launcher.log", log));
+  EXPECT_NE(log.find("troca concluida pelo diario em " + PathToUtf8(rig.game) + "\r\n"), std::string::npos);
+}
+
+TEST(SwapJournal, InterruptedReplayIsFinishedByTheNextOne) {
+  JournalRig rig;
+  // As after a crash in the middle of a replay: the first file already moved, the second still staged.
+  rig.Install("a.txt", "novo-a");
+  rig.Install("b.txt", "velho-b");
+  rig.Stage("b.txt", "novo-b");
+  SwapJournal::Write(rig.game, {"a.txt", "b.txt", "nunca-estagiado.txt"});
+  std::string reason;
+  ASSERT_TRUE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(rig.Installed("a.txt"), "novo-a");
+  EXPECT_EQ(rig.Installed("b.txt"), "novo-b");
+  EXPECT_FALSE(PathExists(JoinRelative(rig.game, "nunca-estagiado.txt")));
+  EXPECT_FALSE(PathExists(JournalPath(rig.game)));
+}
+
+TEST(SwapJournal, NothingToDoAndEmptyOrMissingLists) {
+  JournalRig rig;
+  std::string reason;
+  EXPECT_TRUE(SwapJournal::Replay(rig.game, reason));  // no staging folder at all
+
+  rig.Stage("parcial.pak.part", "123");  // staged but no journal: kept for the next run
+  EXPECT_TRUE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(FileSizeOf(JoinRelative(StagingFolder(rig.game), "parcial.pak.part")), 3);
+
+  for (const char* journal : {"{\"trocas\":[]}", "{}", "{\"trocas\":5}"}) {
+    JournalRig clean;
+    WriteTestFile(JournalPath(clean.game), journal);
+    ASSERT_TRUE(SwapJournal::Replay(clean.game, reason)) << journal;
+    EXPECT_FALSE(PathExists(StagingFolder(clean.game))) << journal;
+  }
+}
+
+TEST(SwapJournal, AnUnlistedStagedFileSurvivesWithItsFolders) {
+  JournalRig rig;
+  rig.Stage("x/listado.txt", "1");
+  rig.Stage("y/z/extra.bin", "2");
+  SwapJournal::Write(rig.game, {"x/listado.txt"});
+  std::string reason;
+  ASSERT_TRUE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(rig.Installed("x/listado.txt"), "1");
+  EXPECT_EQ(ReadTestFile(JoinRelative(StagingFolder(rig.game), "y/z/extra.bin")), "2");
+  EXPECT_FALSE(PathExists(JoinRelative(StagingFolder(rig.game), "x")));  // emptied folders go
+  EXPECT_FALSE(PathExists(JournalPath(rig.game)));
+}
+
+TEST(SwapJournal, CorruptJournalBlocksAndIsLeftAlone) {
+  JournalRig rig;
+  rig.Stage("a.txt", "novo");
+  const std::string truncated = "{\"trocas\":[\"a.t";
+  WriteTestFile(JournalPath(rig.game), truncated);
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    std::string reason;
+    EXPECT_FALSE(SwapJournal::Replay(rig.game, reason));
+    EXPECT_EQ(reason, "diario corrompido");
+  }
+  EXPECT_EQ(ReadTestFile(JournalPath(rig.game)), truncated);
+  EXPECT_EQ(ReadTestFile(JoinRelative(StagingFolder(rig.game), "a.txt")), "novo");
+  EXPECT_FALSE(PathExists(JoinRelative(rig.game, "a.txt")));
+}
+
+TEST(SwapJournal, AMoveThatFailsKeepsTheJournalForTheNextReplay) {
+  JournalRig rig;
+  rig.Stage("a.txt", "novo-a");
+  rig.Stage("b.txt", "novo-b");
+  // A folder where the file must go cannot be replaced by a file, on any platform.
+  std::filesystem::create_directories(JoinRelative(rig.game, "b.txt/ocupado"));
+  SwapJournal::Write(rig.game, {"a.txt", "b.txt"});
+  std::string reason;
+  EXPECT_FALSE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(reason, "nao trocou b.txt (o jogo esta aberto?)");
+  EXPECT_EQ(rig.Installed("a.txt"), "novo-a");
+  EXPECT_TRUE(PathExists(JournalPath(rig.game)));
+
+  std::filesystem::remove_all(JoinRelative(rig.game, "b.txt"));
+  ASSERT_TRUE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(rig.Installed("b.txt"), "novo-b");
+}
+
+TEST(SwapJournal, PathsLeavingTheGameFolderAreNeverMoved) {
+  JournalRig rig;
+  WriteTestFile(rig.folders.root() / "fora.txt", "original");
+  rig.Stage("../fora.txt", "ataque");  // lands beside the game folder's staging folder
+  WriteTestFile(JournalPath(rig.game), "{\"trocas\":[\"../../fora.txt\",\"/etc/x\",\"C:\\\\x\",\"\"]}");
+  std::string reason;
+  EXPECT_TRUE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(ReadTestFile(rig.folders.root() / "fora.txt"), "original");
+}
+
+TEST(Progress, EstadoTextAndFormatting) {
+  EXPECT_EQ(EstadoMessage("verificando", "Buscando atualizações…", 0, 0, 0, 0, 0, ""),
+            "{\"tipo\":\"estado\",\"fase\":\"verificando\",\"texto\":\"Buscando atualizações…\",\"atual\":0,"
+            "\"total\":0,\"bytes\":0,\"bytesTotal\":0,\"velocidade\":0}");
+  EXPECT_EQ(EstadoMessage("baixando", "a\"b", -1, 2147483647, 18446744073709551615ULL, 5, 1234.6,
+                          VersionSuffix("1.0", "s\\2")),
+            "{\"tipo\":\"estado\",\"fase\":\"baixando\",\"texto\":\"a\\\"b\",\"atual\":-1,\"total\":2147483647,"
+            "\"bytes\":18446744073709551615,\"bytesTotal\":5,\"velocidade\":1235,"
+            "\"versaoCliente\":\"1.0\",\"versaoServidor\":\"s\\\\2\"}");
+  EXPECT_EQ(FormatMegabytes(0), "0,0 MB");
+  EXPECT_EQ(FormatMegabytes(1048576), "1,0 MB");
+  EXPECT_EQ(FormatMegabytes(1572864), "1,5 MB");
+  EXPECT_EQ(FormatMegabytes(13107200), "12,5 MB");
+  EXPECT_EQ(FormatFileCount(0), "0 arquivos");
+  EXPECT_EQ(FormatFileCount(1), "1 arquivo");
+  EXPECT_EQ(FormatFileCount(3), "3 arquivos");
+
+  EngineState silent;  // no sink: nothing happens
+  PostEstado(silent, "pronto", "x", 0, 0, 0, 0, 0, "");
+}
+
+TEST(Progress, TransferReportsAreThrottledAndCarryTheMeanSpeed) {
+  EngineState state;
+  std::vector<std::string> sent;
+  state.progress_sink = [&](const std::string& m) { sent.push_back(m); };
+  FakeClock clock;
+  RunReporter reporter(state);
+  reporter.SetVersions("2.0", "7");
+  TransferProgress progress(reporter, clock, 3, 10'000'000);
+
+  progress.OnBytes(1000);
+  clock.AdvanceMs(250);  // exactly 250 ms: still too early
+  progress.OnBytes(1000);
+  EXPECT_TRUE(sent.empty());
+
+  clock.AdvanceMs(50);  // 300 ms after the start: first report, speed still 0
+  progress.SetEntry(1);
+  progress.AddResumed(5000);
+  progress.OnBytes(1000);
+  ASSERT_EQ(sent.size(), 1u);
+  EXPECT_EQ(sent[0],
+            "{\"tipo\":\"estado\",\"fase\":\"baixando\",\"texto\":\"Atualizando 2/3\",\"atual\":2,\"total\":3,"
+            "\"bytes\":8000,\"bytesTotal\":10000000,\"velocidade\":0,\"versaoCliente\":\"2.0\","
+            "\"versaoServidor\":\"7\"}");
+
+  clock.AdvanceMs(100);
+  progress.OnBytes(1000);  // 100 ms after the last report: throttled
+  EXPECT_EQ(sent.size(), 1u);
+
+  clock.AdvanceMs(600);  // 1 s after the start; 9000 bytes done (the resumed ones included)
+  progress.OnBytes(1000);
+  ASSERT_EQ(sent.size(), 2u);
+  EXPECT_NE(sent[1].find("\"bytes\":10000,\"bytesTotal\":10000000,\"velocidade\":10000,"), std::string::npos);
+  EXPECT_EQ(progress.done(), 10000u);
+}
+
+}  // namespace

@@ -1,0 +1,67 @@
+#include "update/progress.h"
+
+#include <cstdio>
+
+#include "core/json.h"
+
+std::string EstadoMessage(std::string_view fase, std::string_view texto, std::int32_t atual, std::int32_t total,
+                          std::uint64_t bytes, std::uint64_t bytes_total, double velocidade,
+                          std::string_view version_suffix) {
+  // Room for every field at its longest (20-digit counters, a speed of up to 309 digits).
+  char numbers[512];
+  std::snprintf(numbers, sizeof numbers,
+                ",\"atual\":%d,\"total\":%d,\"bytes\":%llu,\"bytesTotal\":%llu,\"velocidade\":%.0f", atual, total,
+                static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(bytes_total), velocidade);
+  std::string text = "{\"tipo\":\"estado\",\"fase\":";
+  text += JsonQuote(fase);
+  text += ",\"texto\":";
+  text += JsonQuote(texto);
+  text += numbers;
+  text += version_suffix;
+  text += '}';
+  return text;
+}
+
+void PostEstado(const EngineState& state, std::string_view fase, std::string_view texto, std::int32_t atual,
+                std::int32_t total, std::uint64_t bytes, std::uint64_t bytes_total, double velocidade,
+                std::string_view version_suffix) {
+  if (!state.progress_sink) return;
+  state.progress_sink(EstadoMessage(fase, texto, atual, total, bytes, bytes_total, velocidade, version_suffix));
+}
+
+std::string VersionSuffix(std::string_view versao, std::string_view servidor) {
+  return ",\"versaoCliente\":" + JsonQuote(versao) + ",\"versaoServidor\":" + JsonQuote(servidor);
+}
+
+std::string FormatMegabytes(std::uint64_t bytes) {
+  char text[64];
+  std::snprintf(text, sizeof text, "%.1f MB", static_cast<double>(bytes) / 1048576.0);
+  std::string result = text;
+  for (char& ch : result) {
+    if (ch == '.') ch = ',';
+  }
+  return result;
+}
+
+std::string FormatFileCount(std::uint64_t count) {
+  return std::to_string(count) + (count == 1 ? " arquivo" : " arquivos");
+}
+
+TransferProgress::TransferProgress(const RunReporter& reporter, Clock& clock, std::int32_t entry_count,
+                                   std::uint64_t planned_bytes)
+    : reporter_(reporter), clock_(clock), count_(entry_count), planned_(planned_bytes) {
+  start_ns_ = clock_.NowNs();
+  last_report_ns_ = start_ns_;
+}
+
+void TransferProgress::OnBytes(std::uint64_t bytes) {
+  done_ += bytes;
+  const std::uint64_t now = clock_.NowNs();
+  if (now - last_report_ns_ <= 250'000'000ULL) return;
+  last_report_ns_ = now;
+  const double elapsed = static_cast<double>(now - start_ns_) / 1e9;
+  // The mean since the phase began; resumed bytes are included on purpose.
+  const double speed = elapsed > 0.5 ? static_cast<double>(done_) / elapsed : 0.0;
+  const std::string text = "Atualizando " + std::to_string(entry_ + 1) + "/" + std::to_string(count_);
+  reporter_.Estado("baixando", text, entry_ + 1, count_, done_, planned_, speed);
+}
