@@ -1,0 +1,277 @@
+#include "formats/block_delta.h"
+
+#include <map>
+#include <span>
+#include <string_view>
+
+#include "core/file.h"
+#include "core/file_util.h"
+#include "core/log.h"
+#include "core/paths.h"
+#include "formats/orvb.h"
+#include "update/http_client.h"
+#include "update/sha256.h"
+
+namespace {
+
+constexpr int kMaxAttempts = 8;
+constexpr std::size_t kMaxRunBlocks = 32;
+// Above this share of the .orvb still missing, one whole download beats many ranges.
+constexpr double kWholeFileShare = 0.6;
+// A run's range buffer never grows past this, whatever block size a manifest names.
+constexpr std::uint64_t kMaxRunBytes = 32ull << 20;
+
+std::string_view Digest(const std::string& digests, std::size_t index) {
+  return std::string_view(digests).substr(index * 32, 32);
+}
+
+class BlockDelta {
+ public:
+  BlockDelta(const ManifestEntry& entry, const std::filesystem::path& installed, const std::filesystem::path& target,
+             const std::string& base_url, const ProgressCallback& progress, const CancelFlag* cancel, Clock& clock,
+             std::string& error)
+      : entry_(entry),
+        installed_(installed),
+        target_(target),
+        assembled_(WithSuffix(target, ".bloco")),
+        whole_(WithSuffix(target, ".orvb.part")),
+        url_(EntryUrl(base_url, entry.caminho, ".orvb")),
+        progress_(progress),
+        cancel_(cancel),
+        clock_(clock),
+        error_(error) {}
+
+  int Run() {
+    if (!FetchTable()) return -1;
+    if (table_.raw_size != entry_.tamanho || table_.block_size != entry_.bloco ||
+        table_.blocks.size() != entry_.BlockCount()) {
+      error_ = "tabela em blocos nao bate com o manifesto";
+      return -1;
+    }
+    const std::map<std::string_view, std::uint32_t> reuse = ReuseMap();
+    std::vector<std::uint32_t> missing;
+    std::uint64_t missing_bytes = 0;
+    for (std::uint32_t i = 0; i < table_.blocks.size(); ++i) {
+      if (!reuse.contains(Digest(entry_.blocos, i))) {
+        missing.push_back(i);
+        missing_bytes += table_.blocks[i].stored_length;
+      }
+    }
+    EnsureParentFolder(target_);
+    if (static_cast<double>(missing_bytes) > kWholeFileShare * static_cast<double>(entry_.bTamanho)) {
+      return WholeFile(missing.size()) ? Place() : -1;
+    }
+    if (!Assemble(reuse) || !FetchMissing(missing)) return -1;
+    Log("por bloco %s: %zu de %zu blocos baixados (%llu bytes), o resto do instalado", entry_.caminho.c_str(),
+        missing.size(), table_.blocks.size(), static_cast<unsigned long long>(missing_bytes));
+    output_.Close();
+    return Place();
+  }
+
+ private:
+  bool FetchTable() {
+    const std::uint64_t last = 16 * entry_.BlockCount() + 27;
+    std::vector<std::uint8_t> bytes;
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+      if (IsSet(cancel_)) return false;
+      if (FetchRange(url_, 0, last, bytes, {}, cancel_, error_) &&
+          ReadOrvbTable(bytes, table_, error_)) {
+        return true;
+      }
+      clock_.SleepMs(RetryDelayMs(attempt));
+    }
+    return false;
+  }
+
+  // Installed block digest -> the first installed block that has it.
+  std::map<std::string_view, std::uint32_t> ReuseMap() {
+    installed_digests_ = Sha256OfBlocks(installed_, static_cast<std::uint32_t>(entry_.bloco), cancel_);
+    std::map<std::string_view, std::uint32_t> reuse;
+    for (std::uint32_t j = 0; (j + 1) * 32ull <= installed_digests_.size(); ++j) {
+      reuse.emplace(Digest(installed_digests_, j), j);
+    }
+    return reuse;
+  }
+
+  std::uint64_t RawLength(std::uint32_t index) const {
+    const std::uint64_t start = static_cast<std::uint64_t>(index) * entry_.bloco;
+    return std::min<std::uint64_t>(entry_.bloco, entry_.tamanho - start);
+  }
+
+  bool WriteBlock(std::uint32_t index, const std::uint8_t* data, std::uint64_t size) {
+    return output_.Seek(static_cast<std::uint64_t>(index) * entry_.bloco) && output_.Write(data, size);
+  }
+
+  bool Assemble(const std::map<std::string_view, std::uint32_t>& reuse) {
+    if (!output_.Open(assembled_, File::Access::kCreate)) {
+      error_ = "nao criou o arquivo novo";
+      return false;
+    }
+    File source(installed_, File::Access::kRead);  // may be missing: only reused blocks need it
+    std::vector<std::uint8_t> buffer;
+    for (std::uint32_t i = 0; i < table_.blocks.size(); ++i) {
+      const auto found = reuse.find(Digest(entry_.blocos, i));
+      if (found == reuse.end()) continue;
+      if (IsSet(cancel_)) {
+        error_ = "cancelado";
+        return false;
+      }
+      const std::uint64_t length = RawLength(i);
+      buffer.resize(length);
+      const bool ok = source.IsOpen() && source.Seek(static_cast<std::uint64_t>(found->second) * entry_.bloco) &&
+                      source.ReadFull(buffer.data(), length) == static_cast<std::int64_t>(length) &&
+                      Sha256OfBuffer(buffer.data(), length) == Digest(entry_.blocos, i) &&
+                      WriteBlock(i, buffer.data(), length);
+      if (!ok) {
+        // The installed file changed under us; downloading instead would hide that, so stop.
+        error_ = "nao reaproveitou o bloco " + std::to_string(i) + " do arquivo instalado";
+        return false;
+      }
+    }
+    return true;
+  }
+
+  bool FetchMissing(const std::vector<std::uint32_t>& missing) {
+    std::vector<std::uint8_t> range;
+    std::vector<std::uint8_t> decoded;
+    for (const std::vector<std::uint32_t>& run : Runs(missing)) {
+      const OrvbBlock& first = table_.blocks[run.front()];
+      const OrvbBlock& last = table_.blocks[run.back()];
+      const std::uint64_t end = last.offset + last.stored_length;  // one past the run's last byte
+      if (end <= first.offset) {
+        error_ = "tabela em blocos invalida";
+        return false;
+      }
+      if (!FetchRun(first.offset, end - 1, range)) return false;
+      for (const std::uint32_t k : run) {
+        const OrvbBlock& block = table_.blocks[k];
+        // Blocks of one run are adjacent in the table but a hostile table could place them anywhere.
+        if (block.offset < first.offset || block.offset - first.offset + block.stored_length > range.size()) {
+          error_ = "tabela em blocos invalida";
+          return false;
+        }
+        const std::span<const std::uint8_t> stored(range.data() + (block.offset - first.offset), block.stored_length);
+        if (!DecodeOrvbBlock(table_, k, stored, decoded, error_)) return false;
+        if (Sha256OfBuffer(decoded.data(), decoded.size()) != Digest(entry_.blocos, k)) {
+          error_ = "bloco " + std::to_string(k) + " veio corrompido";
+          return false;
+        }
+        if (!WriteBlock(k, decoded.data(), decoded.size())) {
+          error_ = "falha ao gravar (disco cheio?)";
+          return false;
+        }
+      }
+    }
+    return true;
+  }
+
+  // Adjacent blocks share one request, up to 32 of them and a bounded buffer.
+  std::vector<std::vector<std::uint32_t>> Runs(const std::vector<std::uint32_t>& missing) const {
+    std::vector<std::vector<std::uint32_t>> runs;
+    std::uint64_t run_bytes = 0;
+    for (const std::vector<std::uint32_t>& run : AdjacentRuns(missing, kMaxRunBlocks)) {
+      runs.emplace_back();
+      run_bytes = 0;
+      for (const std::uint32_t k : run) {
+        const std::uint64_t size = table_.blocks[k].stored_length;
+        if (!runs.back().empty() && run_bytes + size > kMaxRunBytes) {
+          runs.emplace_back();
+          run_bytes = 0;
+        }
+        runs.back().push_back(k);
+        run_bytes += size;
+      }
+    }
+    return runs;
+  }
+
+  bool FetchRun(std::uint64_t first, std::uint64_t last, std::vector<std::uint8_t>& range) {
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+      if (IsSet(cancel_)) return false;
+      if (FetchRange(url_, first, last, range, progress_, cancel_, error_)) return true;
+      Log("faixa de %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
+      clock_.SleepMs(RetryDelayMs(attempt));
+    }
+    return false;
+  }
+
+  bool WholeFile(std::size_t missing_count) {
+    bool downloaded = false;
+    for (int attempt = 0; attempt < kMaxAttempts && !downloaded; ++attempt) {
+      if (IsSet(cancel_)) {
+        error_ = "cancelado";
+        return false;
+      }
+      downloaded = DownloadToFile(url_, whole_, progress_, cancel_, error_);
+      if (!downloaded) {
+        Log("download %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
+        clock_.SleepMs(RetryDelayMs(attempt));
+      }
+    }
+    if (!downloaded) return false;  // the partial .orvb stays for the next run
+    if (!DecompressOrvbFile(whole_, assembled_, cancel_, error_)) {
+      DeleteFileAt(assembled_);
+      if (!IsSet(cancel_)) DeleteFileAt(whole_);
+      return false;
+    }
+    Log("por bloco %s: inteiro (%zu de %zu blocos faltavam)", entry_.caminho.c_str(), missing_count,
+        table_.blocks.size());
+    whole_kept_ = true;
+    return true;
+  }
+
+  int Place() {
+    const std::string digest = Sha256OfFile(assembled_, {}, cancel_);
+    if (digest.empty() && IsSet(cancel_)) {
+      // Interrupted, not wrong: the downloaded .orvb stays so nothing is fetched twice.
+      error_ = "cancelado";
+      return -1;
+    }
+    if (digest != entry_.sha256) {
+      DeleteFileAt(assembled_);
+      error_ = "arquivo montado com hash errado";
+      Log("por bloco %s: hash errado (%s)", entry_.caminho.c_str(), digest.c_str());
+      return -1;
+    }
+    if (whole_kept_) DeleteFileAt(whole_);
+    if (!MoveFileReplacing(assembled_, target_, /*write_through=*/false)) {
+      error_ = "falha ao gravar (disco cheio?)";
+      return -1;
+    }
+    return 0;
+  }
+
+  const ManifestEntry& entry_;
+  const std::filesystem::path& installed_;
+  const std::filesystem::path& target_;
+  std::filesystem::path assembled_;
+  std::filesystem::path whole_;
+  std::string url_;
+  const ProgressCallback& progress_;
+  const CancelFlag* cancel_;
+  Clock& clock_;
+  std::string& error_;
+  OrvbTable table_;
+  std::string installed_digests_;
+  File output_;
+  bool whole_kept_ = false;
+};
+
+}  // namespace
+
+std::vector<std::vector<std::uint32_t>> AdjacentRuns(const std::vector<std::uint32_t>& indices,
+                                                     std::size_t max_blocks) {
+  std::vector<std::vector<std::uint32_t>> runs;
+  for (const std::uint32_t index : indices) {
+    if (runs.empty() || runs.back().size() >= max_blocks || runs.back().back() + 1 != index) runs.emplace_back();
+    runs.back().push_back(index);
+  }
+  return runs;
+}
+
+int BlockDeltaDownload(const ManifestEntry& entry, const std::filesystem::path& installed,
+                       const std::filesystem::path& target, const std::string& base_url,
+                       const ProgressCallback& progress, const CancelFlag* cancel, Clock& clock, std::string& error) {
+  BlockDelta delta(entry, installed, target, base_url, progress, cancel, clock, error);
+  return delta.Run();
+}

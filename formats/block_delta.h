@@ -1,0 +1,25 @@
+// Block-delta transfer of a block-packed file: the new version is assembled in the staging folder from
+// the installed file's blocks that are still right (wherever they moved to) and from byte ranges of
+// the published .orvb for the rest; above a threshold the whole .orvb is fetched instead. The result
+// must match the manifest's SHA-256 before it replaces the staged target.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "core/clock.h"
+#include "core/engine_state.h"
+#include "update/manifest.h"
+
+// 0 when `target` holds the verified new file; -1 on failure or cancellation with `error` set.
+// `installed` may be missing. Retries sleep through `clock`. Log lines name the entry's "caminho".
+[[nodiscard]] int BlockDeltaDownload(const ManifestEntry& entry, const std::filesystem::path& installed,
+                                     const std::filesystem::path& target, const std::string& base_url,
+                                     const ProgressCallback& progress, const CancelFlag* cancel, Clock& clock,
+                                     std::string& error);
+
+// Groups ascending block indices into runs of adjacent blocks, at most `max_blocks` each.
+[[nodiscard]] std::vector<std::vector<std::uint32_t>> AdjacentRuns(const std::vector<std::uint32_t>& indices,
+                                                                   std::size_t max_blocks);

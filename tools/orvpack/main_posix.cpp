@@ -1,0 +1,6 @@
+#include <string>
+#include <vector>
+
+#include "tools/orvpack/orvpack.h"
+
+int main(int argc, char** argv) { return OrvpackMain(std::vector<std::string>(argv + 1, argv + argc)); }

@@ -1,0 +1,15 @@
+#include <windows.h>
+
+#include <string>
+#include <vector>
+
+#include "core/text.h"
+#include "tools/orvsync/orvsync.h"
+
+int wmain(int argc, wchar_t** argv) {
+  // Texts are UTF-8 throughout; let the console show them as such.
+  SetConsoleOutputCP(CP_UTF8);
+  std::vector<std::string> args;
+  for (int i = 1; i < argc; ++i) args.push_back(WideToUtf8(argv[i]));
+  return OrvsyncMain(args);
+}

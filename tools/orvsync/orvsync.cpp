@@ -1,0 +1,123 @@
+#include "tools/orvsync/orvsync.h"
+
+#include <cstdio>
+#include <filesystem>
+#include <string>
+#include <system_error>
+
+#include "core/json.h"
+#include "core/paths.h"
+#include "tools/common/console.h"
+#include "update/progress.h"
+#include "update/update_run.h"
+
+namespace {
+
+constexpr int kUsageError = 64;
+
+void PrintUsage() {
+  std::fputs(
+      "uso: orvsync verificar|atualizar <URL do manifesto> <pasta do jogo> [--json]\n"
+      "  verificar  confere a pasta com o manifesto (nada é baixado)\n"
+      "  atualizar  baixa e instala o que mudou (Ctrl+C pausa; a próxima execução continua)\n"
+      "  --json     uma linha JSON por mensagem \"estado\", em vez da barra de progresso\n"
+      "saída: 0 pronto, 1 desatualizado, 2 erro ou parado\n",
+      stderr);
+}
+
+// Draws "estado" messages for a person: a bar redrawn in place on a terminal, one line per change
+// of text otherwise (so logs of CI runs stay readable).
+class ProgressView {
+ public:
+  explicit ProgressView(bool json) : json_(json), terminal_(!json && StdoutIsTerminal()) {}
+
+  void Show(const std::string& message) {
+    if (json_) {
+      std::printf("%s\n", message.c_str());
+      std::fflush(stdout);
+      return;
+    }
+    JsonValue estado;
+    if (!ParseJson(message, estado)) return;
+    fase_ = estado.Find("fase").AsString("");
+    const std::string line = Line(estado);
+    if (terminal_) {
+      std::printf("\r\x1b[2K%s", line.c_str());
+      if (IsFinal()) std::printf("\n");
+    } else if (estado.Find("texto").text != last_text_ || IsFinal()) {
+      std::printf("%s\n", line.c_str());
+    }
+    last_text_ = estado.Find("texto").text;
+    std::fflush(stdout);
+  }
+
+  [[nodiscard]] int ExitCode() const {
+    if (fase_ == "pronto" || fase_ == "reiniciar") return 0;
+    if (fase_ == "desatualizado") return 1;
+    return 2;
+  }
+
+ private:
+  [[nodiscard]] bool IsFinal() const {
+    return fase_ == "pronto" || fase_ == "desatualizado" || fase_ == "parado" || fase_ == "erro" ||
+           fase_ == "reiniciar";
+  }
+
+  static std::string Line(const JsonValue& estado) {
+    std::string line = estado.Find("texto").AsString("");
+    const auto bytes = static_cast<std::uint64_t>(estado.Find("bytes").AsInt(0));
+    const auto total = static_cast<std::uint64_t>(estado.Find("bytesTotal").AsInt(0));
+    if (estado.Find("fase").text == "baixando" && total > 0) {
+      const double share = static_cast<double>(bytes) / static_cast<double>(total);
+      const int filled = static_cast<int>(share * 30 > 30 ? 30 : share * 30);
+      line = "[" + std::string(static_cast<size_t>(filled), '#') + std::string(static_cast<size_t>(30 - filled), '.') +
+             "] " + std::to_string(static_cast<int>(share * 100 + 0.5)) + "% " + line + " — " +
+             FormatMegabytes(bytes) + " / " + FormatMegabytes(total);
+      const auto speed = static_cast<std::uint64_t>(estado.Find("velocidade").AsInt(0));
+      if (speed > 0) line += " — " + FormatMegabytes(speed) + "/s";
+    }
+    return line;
+  }
+
+  bool json_;
+  bool terminal_;
+  std::string fase_;
+  std::string last_text_;
+};
+
+}  // namespace
+
+int OrvsyncMain(const std::vector<std::string>& args) {
+  std::vector<std::string> positional;
+  bool json = false;
+  for (const std::string& arg : args) {
+    if (arg == "--json") {
+      json = true;
+    } else {
+      positional.push_back(arg);
+    }
+  }
+  if (positional.size() != 3 || (positional[0] != "verificar" && positional[0] != "atualizar")) {
+    PrintUsage();
+    return kUsageError;
+  }
+  std::error_code error;
+  const std::filesystem::path folder = std::filesystem::absolute(PathFromUtf8(positional[2]), error);
+  if (error) {
+    std::fprintf(stderr, "pasta invalida: %s\n", positional[2].c_str());
+    return kUsageError;
+  }
+
+  Channel channel;
+  channel.id = "orvsync";
+  channel.nome = "orvsync";
+  channel.manifesto = positional[1];
+  channel.pasta = folder;
+
+  ProgressView view(json);
+  EngineState state;
+  state.progress_sink = [&view](const std::string& message) { view.Show(message); };
+  CancelOnInterrupt(&state.cancel_flag);
+  UpdateEngine::Run(state, channel, positional[0] == "atualizar");
+  return view.ExitCode();
+}

@@ -1,0 +1,42 @@
+// What the steps of one update run share: inputs, the manifest once read, the reporter.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <vector>
+
+#include "core/engine_state.h"
+#include "core/launcher_config.h"
+#include "update/manifest.h"
+#include "update/progress.h"
+
+struct RunContext {
+  RunContext(EngineState& run_state, const Channel& run_channel)
+      : state(run_state), channel(run_channel), game(run_channel.pasta), reporter(run_state) {}
+
+  EngineState& state;
+  const Channel& channel;
+  std::filesystem::path game;
+  Manifest manifest;
+  RunReporter reporter;
+
+  [[nodiscard]] const CancelFlag* cancel() const { return &state.cancel_flag; }
+  [[nodiscard]] bool Cancelled() const { return IsSet(&state.cancel_flag); }
+  [[nodiscard]] Clock& clock() const { return *state.clock; }
+  [[nodiscard]] std::int32_t FileCount() const { return static_cast<std::int32_t>(manifest.arquivos.size()); }
+};
+
+// An entry to download, with its transfer estimate.
+struct FetchItem {
+  const ManifestEntry* entry;
+  std::uint64_t expected_bytes;
+};
+
+// The outcome of verification: what must be fetched, what is already staged.
+struct UpdatePlan {
+  std::vector<FetchItem> to_fetch;
+  std::vector<const ManifestEntry*> staged;
+  std::uint64_t staged_bytes = 0;
+  std::uint64_t planned_bytes = 0;
+  bool launcher_pending = false;
+};

@@ -1,0 +1,168 @@
+#include "update/transfer.h"
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "core/file.h"
+#include "core/file_util.h"
+#include "core/log.h"
+#include "core/paths.h"
+#include "formats/block_delta.h"
+#include "formats/orvz.h"
+#include "update/hash_cache.h"
+#include "update/http_client.h"
+#include "update/sha256.h"
+#include "update/swap_journal.h"
+
+namespace {
+
+constexpr int kMaxAttempts = 8;
+constexpr char kPauseText[] = "Pausado. Continue depois de onde parou.";
+
+// One entry's transfer, with the final message when it fails.
+class EntryTransfer {
+ public:
+  EntryTransfer(RunContext& run, TransferProgress& progress, const ManifestEntry& entry, std::int32_t index)
+      : run_(run),
+        progress_(progress),
+        entry_(entry),
+        index_(index),
+        staged_(JoinRelative(StagingFolder(run.game), entry.caminho)) {}
+
+  // True when the new file lies at its staged path.
+  bool Run() {
+    if (entry_.HasBlockVariant()) return RunBlocks();
+    const bool compressed = entry_.zTamanho > 0;
+    const std::filesystem::path partial = WithSuffix(staged_, compressed ? ".orvz.part" : ".part");
+    const std::int64_t existing = FileSizeOf(partial);
+    if (existing > 0) progress_.AddResumed(static_cast<std::uint64_t>(existing));
+    if (!Download(EntryUrl(run_.manifest.base, entry_.caminho, compressed ? ".orvz" : ""), partial)) return false;
+
+    std::filesystem::path result = partial;
+    if (compressed) {
+      result = WithSuffix(staged_, ".descomp");
+      if (!Unpack(partial, result)) return false;
+    }
+    if (!HashMatches(result, partial)) return false;
+    // The result is complete and correct from here on: a crash leaves it to be found by the next run.
+    if (!MoveFileReplacing(result, staged_, /*write_through=*/false)) {
+      return Fail("Falha ao baixar " + entry_.caminho + " (nao moveu para .atualizando). Tente de novo.");
+    }
+    if (compressed) DeleteFileAt(partial);
+    return true;
+  }
+
+ private:
+  bool RunBlocks() {
+    std::string reason;
+    const std::filesystem::path installed = JoinRelative(run_.game, entry_.caminho);
+    if (BlockDeltaDownload(entry_, installed, staged_, run_.manifest.base, progress_.Callback(), run_.cancel(),
+                           run_.clock(), reason) >= 0) {
+      return true;
+    }
+    Log("por bloco %s falhou: %s", entry_.caminho.c_str(), reason.c_str());
+    return Fail("Falha ao atualizar " + entry_.caminho + " (" + reason + "). Tente de novo.");
+  }
+
+  bool Download(const std::string& url, const std::filesystem::path& partial) {
+    std::string reason;
+    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
+      if (run_.Cancelled()) return Fail("");
+      if (DownloadToFile(url, partial, progress_.Callback(), run_.cancel(), reason)) return true;
+      Log("download %s falhou (%s), tentativa %d", entry_.caminho.c_str(), reason.c_str(), attempt + 1);
+      // The pause follows the last failure too, before giving up.
+      run_.clock().SleepMs(RetryDelayMs(attempt));
+    }
+    return Fail("Falha ao baixar " + entry_.caminho + " (" + reason + "). Tente de novo.");
+  }
+
+  bool Unpack(const std::filesystem::path& partial, const std::filesystem::path& unpacked) {
+    const std::int32_t n = progress_.entry_count();
+    run_.reporter.Estado("baixando", "Descompactando " + std::to_string(index_ + 1) + "/" + std::to_string(n),
+                         index_ + 1, n, progress_.done(), progress_.planned());
+    std::string reason;
+    if (DecompressOrvzFile(partial, unpacked, run_.cancel(), reason)) return true;
+    Log("descompactar %s falhou (%s)", entry_.caminho.c_str(), reason.c_str());
+    DeleteFileAt(unpacked);
+    if (!run_.Cancelled()) DeleteFileAt(partial);
+    return Fail(CorruptText());
+  }
+
+  bool HashMatches(const std::filesystem::path& result, const std::filesystem::path& partial) {
+    const std::string digest = Sha256OfFile(result, {}, run_.cancel());
+    if (digest == entry_.sha256) return true;
+    // An interrupted hash proves nothing: keep the finished download for the next run.
+    if (digest.empty() && run_.Cancelled()) return Fail("");
+    Log("hash errado em %s (%s), apagando", entry_.caminho.c_str(), digest.c_str());
+    DeleteFileAt(result);
+    if (result != partial) DeleteFileAt(partial);
+    return Fail(CorruptText());
+  }
+
+  std::string CorruptText() const { return "Arquivo corrompido no download (" + entry_.caminho + "). Tente de novo."; }
+
+  // Sends the final message: the pause text whenever the flag is set, `text` otherwise.
+  bool Fail(const std::string& text) {
+    const bool paused = run_.Cancelled();
+    run_.reporter.Estado(paused ? "parado" : "erro", paused ? kPauseText : text, index_, progress_.entry_count(),
+                         progress_.done(), progress_.planned());
+    return false;
+  }
+
+  RunContext& run_;
+  TransferProgress& progress_;
+  const ManifestEntry& entry_;
+  std::int32_t index_;
+  std::filesystem::path staged_;
+};
+
+// A rename only reorders names; the bytes of a staged file must be on disk before the journal says
+// it replaces the installed one, or a power cut could leave a hole that the hash cache trusts.
+void FlushToDisk(const std::filesystem::path& path) {
+  File file(path, File::Access::kOpenOrCreate);
+  if (file.IsOpen()) file.Flush();
+}
+
+bool Install(RunContext& run, const std::vector<std::string>& install_list, std::int32_t n, std::uint64_t planned) {
+  run.reporter.Estado("instalando", "Instalando…", n, n, planned, planned);
+  for (const std::string& relative : install_list) FlushToDisk(JoinRelative(StagingFolder(run.game), relative));
+  SwapJournal::Write(run.game, install_list);
+  std::string reason;
+  if (!SwapJournal::Replay(run.game, reason)) {
+    run.reporter.Estado("erro", "Não foi possível instalar: " + reason, 0, 0, 0, 0);
+    return false;
+  }
+  // The installed files are exactly the verified ones: record them without reading them again.
+  HashCache cache = HashCache::Load(run.game);
+  for (const ManifestEntry& entry : run.manifest.arquivos) {
+    if (std::find(install_list.begin(), install_list.end(), entry.caminho) == install_list.end()) continue;
+    const std::uint64_t time = FileWriteTime(JoinRelative(run.game, entry.caminho));
+    cache.Store(entry.caminho, HashCacheEntry{entry.tamanho, time, entry.sha256});
+  }
+  cache.Save(run.game);
+  return true;
+}
+
+}  // namespace
+
+TransferOutcome TransferAndInstall(RunContext& run, const UpdatePlan& plan) {
+  std::vector<std::string> install_list;
+  for (const ManifestEntry* entry : plan.staged) install_list.push_back(entry->caminho);
+
+  const auto n = static_cast<std::int32_t>(plan.to_fetch.size());
+  TransferProgress progress(run.reporter, run.clock(), n, plan.planned_bytes);
+  for (std::int32_t i = 0; i < n; ++i) {
+    const ManifestEntry& entry = *plan.to_fetch[static_cast<size_t>(i)].entry;
+    progress.SetEntry(i);
+    EntryTransfer transfer(run, progress, entry, i);
+    if (!transfer.Run()) return TransferOutcome::kEnded;
+    install_list.push_back(entry.caminho);
+  }
+  if (install_list.empty()) return TransferOutcome::kInstalled;
+  if (run.Cancelled()) {
+    run.reporter.Estado("parado", kPauseText, n, n, progress.done(), progress.planned());
+    return TransferOutcome::kEnded;
+  }
+  return Install(run, install_list, n, plan.planned_bytes) ? TransferOutcome::kInstalled : TransferOutcome::kEnded;
+}
