@@ -43,7 +43,10 @@ function instalarPonte() {
  */
 export async function abrirPagina(navegador, opcoes = {}) {
   const { ponte = true, relogio = false, antes, ...contexto } = opcoes;
-  const ctx = await navegador.newContext({ viewport: { width: 1100, height: 640 }, ...contexto });
+  // Still background by default: the animation only costs time where it is not under test.
+  const ctx = await navegador.newContext({
+    viewport: { width: 1100, height: 640 }, reducedMotion: 'reduce', ...contexto,
+  });
   const page = await ctx.newPage();
   const erros = [];
   page.on('pageerror', (e) => erros.push(e));
@@ -52,10 +55,18 @@ export async function abrirPagina(navegador, opcoes = {}) {
   if (relogio) await page.clock.install();
   if (antes) await antes(page);
   await page.goto(PAGINA);
+  // Stop the clock from following real time, so only runFor moves it.
+  if (relogio) await page.clock.pauseAt(Date.now() + 1000);
   return page;
 }
 
 export const fecharPagina = (page) => page.context().close();
+
+/** Loads the page afresh in the same tab: a new document is far cheaper than a new tab. */
+export async function recarregar(page) {
+  page.erros.length = 0;
+  await page.goto(PAGINA);
+}
 
 /** Delivers one host message, as the already parsed object the bridge gives. */
 export const host = (page, msg) => page.evaluate((m) => window.__host(m), msg);
