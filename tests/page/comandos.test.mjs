@@ -61,6 +61,13 @@ test('with the bridge the page says "pronto" exactly once, as JSON text', async 
     assert.equal(await page.isVisible('#modal'), false);
     assert.equal(await page.isVisible('#aviso'), false);
     assert.equal(await page.title(), 'Valdren');
+    // A desktop window: nothing scrolls and no text can be selected.
+    const janela = await page.evaluate(() => {
+      const raiz = document.scrollingElement;
+      return [getComputedStyle(document.body).userSelect, getComputedStyle(raiz).overflow,
+        raiz.scrollWidth <= innerWidth && raiz.scrollHeight <= innerHeight];
+    });
+    assert.deepEqual(janela, ['none', 'hidden', true]);
     assert.equal(await page.getAttribute('html', 'lang'), 'pt-BR');
   } finally {
     await fecharPagina(page);
