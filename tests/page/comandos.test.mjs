@@ -250,14 +250,4 @@ test('keyboard use', async (t) => {
       { cmd: 'canal', indice: 1 }, { cmd: 'escolherPasta' }, { cmd: 'escolherPasta' }, { cmd: 'jogar' },
     ]);
   });
-
-  await t.test('icon buttons have accessible names', async () => {
-    for (const [id, nome] of [['btnMin', 'Minimizar'], ['btnFechar', 'Fechar'], ['btnDiscord', 'Discord'],
-      ['btnSite', 'Site'], ['btnConfig', 'Configurações']]) {
-      const botao = page.getByRole('button', { name: nome, exact: true });
-      assert.equal(await botao.getAttribute('id'), id);
-      assert.equal(await botao.getAttribute('title'), nome);
-    }
-    assert.equal(await page.getAttribute('#vLocalTxt', 'title'), 'Clique para escolher a pasta de instalação');
-  });
 });
