@@ -218,6 +218,12 @@ TEST_F(HttpClient, FailuresAreReportedWithTheirTexts) {
   EXPECT_FALSE(DownloadToFile(fault_.base_url + "/drop" + path, target, {}, nullptr, reason_));
   EXPECT_EQ(reason_.rfind("sem resposta do servidor (", 0), 0u) << reason_;
 
+  // An https URL is spoken TLS to (a plain request would get "HTTP 400" from this port), and a
+  // certificate nobody trusts ends the exchange before any answer.
+  ASSERT_FALSE(nginx_.tls_base_url.empty());
+  EXPECT_EQ(FetchToMemory(nginx_.tls_base_url + path, body, reason_), 0);
+  EXPECT_EQ(reason_.rfind("sem resposta do servidor (", 0), 0u) << reason_;
+
   for (const char* garbage : {"isto nao e url", "", "ftp://127.0.0.1/jogo.pak", "http://"}) {
     reason_.clear();
     EXPECT_EQ(FetchToMemory(garbage, body, reason_), 0) << garbage;
@@ -270,6 +276,15 @@ TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
   const auto requests = RequestsFor(nginx_, path, 4);
   ASSERT_EQ(requests.size(), 4u);
   EXPECT_EQ(requests[3].range, "bytes=" + std::to_string(partial) + "-");
+
+  // Raised during the only chunk: the flag is still seen before the read that would find the end,
+  // so the call reports the cancel although the file is whole.
+  const std::string small = Serve("pequeno.pak", "poucos bytes");
+  const auto small_target = local_ / "pequeno.pak";
+  EXPECT_FALSE(DownloadToFile(nginx_.base_url + small, small_target, [&](std::uint64_t) { cancel = 1; }, &cancel,
+                              reason_));
+  EXPECT_EQ(reason_, "cancelado");
+  EXPECT_EQ(ReadTestFile(small_target), "poucos bytes");
 }
 
 TEST_F(HttpClient, ADownloadCutMidwayResumesToTheSameBytes) {
