@@ -237,6 +237,13 @@ TEST_F(HttpClient, FailuresAreReportedWithTheirTexts) {
   EXPECT_FALSE(FetchRange(fault_.base_url + "/cut/50000" + path, 0, 99999, buffer, {}, nullptr, reason_));
   EXPECT_EQ(reason_.rfind("conexao caiu (", 0), 0u) << reason_;
 
+  // A device that takes no bytes: the first write fails. Under Wine the rooted path is on the
+  // current drive, Z:, which is the Linux root.
+  const std::filesystem::path full("/dev/full");
+  reason_.clear();
+  EXPECT_FALSE(DownloadToFile(nginx_.base_url + path, full, {}, nullptr, reason_));
+  EXPECT_EQ(reason_, "disco cheio ou sem permissao");
+
   // A folder where the file should go cannot be opened for writing, even by root.
   const auto folder = local_ / "pasta";
   ASSERT_TRUE(CreateFolder(folder));
