@@ -79,8 +79,10 @@ int OpenRequest(const std::string& url, const std::string& extra_headers, Reques
     return 0;
   }
   const std::wstring headers = Utf8ToWide(extra_headers);
-  const bool sent = WinHttpSendRequest(h.request.get(), headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str(),
-                                       headers.empty() ? 0 : static_cast<DWORD>(-1L), WINHTTP_NO_REQUEST_DATA, 0, 0, 0);
+  const wchar_t* header_text = headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str();
+  const DWORD header_length = headers.empty() ? 0 : static_cast<DWORD>(-1L);  // -1: null-terminated
+  const bool sent =
+      WinHttpSendRequest(h.request.get(), header_text, header_length, WINHTTP_NO_REQUEST_DATA, 0, 0, 0);
   if (!sent || !WinHttpReceiveResponse(h.request.get(), nullptr)) {
     reason = NoAnswerText(GetLastError());
     return 0;
