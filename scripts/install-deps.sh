@@ -9,7 +9,7 @@ packages=(
   libcurl4-openssl-dev libssl-dev zlib1g-dev libwim-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev
   wine wine64
-  nginx-light zsync
+  nginx-light zsync openssl curl
   clang libclang-rt-14-dev
   chromium
 )

@@ -22,6 +22,7 @@ class HashCache {
 
   // The cached digest when the entry's size and time equal these; nullptr otherwise.
   [[nodiscard]] const std::string* Lookup(const std::string& key, std::uint64_t size, std::uint64_t time) const;
+  // Replaces the key's entry. An empty digest (failed or cancelled hash) is not stored.
   void Store(const std::string& key, HashCacheEntry entry);
 
   // The exact one-line text Save writes.

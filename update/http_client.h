@@ -5,7 +5,14 @@
 // Failures return 0/false and replace `reason` with a short Portuguese text:
 //   "URL invalida", "WinHttpOpen", "conexao", "sem resposta do servidor (N)", "HTTP N", "cancelado",
 //   "conexao caiu (N)", "intervalo incompleto", "nao abriu <path>", "disco cheio ou sem permissao".
-// Success leaves `reason` untouched.
+// Success leaves `reason` untouched. N is the Windows error number on Windows and the CURLcode
+// elsewhere (refused connection: 12029 / 7; reset mid-body: 12030 or 10054 / 56). A body that
+// ends before its announced length is an early end, not "conexao caiu", on both (see
+// http_client_posix.cpp for the other ways libcurl is made to behave like WinHTTP).
+//
+// The cancel flag is tested before every body read, including the one that finds the end of the
+// body; it is not seen while a read waits, so a stalled server delays a cancel up to the 30 s
+// receive timeout.
 #pragma once
 
 #include <cstdint>
@@ -21,7 +28,8 @@
 
 // GET of bytes first..last (inclusive) into `buffer` (cleared, capacity kept). A 200 answer (range
 // ignored) still yields the slice: leading bytes are skipped, the rest of the body is not read, and
-// progress is reported only for 206 answers. Fewer bytes than asked: "intervalo incompleto".
+// progress is reported only for 206 answers. Fewer bytes than asked: "intervalo incompleto" (also
+// given, without a request, when last < first).
 [[nodiscard]] bool FetchRange(const std::string& url, std::uint64_t first, std::uint64_t last,
                               std::vector<std::uint8_t>& buffer, const ProgressCallback& progress,
                               const CancelFlag* cancel, std::string& reason);
@@ -32,7 +40,8 @@
 [[nodiscard]] bool DownloadToFile(const std::string& url, const std::filesystem::path& path,
                                   const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason);
 
-// Back-off before retry `attempt` (from 0): 2000, 4000, 8000, 15000, then 30000 ms.
+// Back-off before retry `attempt` (from 0; negative counts as 0): 2000, 4000, 8000, 15000, then
+// 30000 ms.
 [[nodiscard]] std::uint32_t RetryDelayMs(int attempt);
 
 // "OrvLauncher/1.2.5".
