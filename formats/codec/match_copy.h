@@ -1,5 +1,6 @@
-// The LZ77 copy shared by the XPRESS decoders: fast word copies while there is room behind the
-// match inside the output, a byte loop near the end and for short overlapping distances.
+// The LZ77 copy shared by the XPRESS decoders: 8- or 16-byte moves while there is room for them
+// inside the output (they may write a few bytes past the match; later data overwrites them), a byte
+// loop for the last few bytes before the end.
 #pragma once
 
 #include <cstddef>
@@ -9,31 +10,24 @@
 // Copies `length` bytes from `distance` back to `out`. The caller has checked
 // distance <= bytes already written and out + length <= end.
 inline void CopyMatch(std::uint8_t* out, std::size_t distance, std::size_t length, std::uint8_t* end) {
-  const std::uint8_t* src = out - distance;
   const auto room = static_cast<std::size_t>(end - out);
-  if (room - length >= 16) {
-    std::uint8_t* const stop = out + length;
-    if (distance >= 16) {
-      // May write up to 15 bytes past the match, inside the output; later data overwrites them.
-      do {
-        std::memcpy(out, src, 16);
-        out += 16;
-        src += 16;
-      } while (out < stop);
-      return;
-    }
-    if (distance >= 8) {
-      do {
-        std::memcpy(out, src, 8);
-        out += 8;
-        src += 8;
-      } while (out < stop);
-      return;
-    }
-    if (distance == 1) {
-      std::memset(out, *src, length);
-      return;
-    }
+  if (distance == 1) {
+    std::memset(out, out[-1], length);
+    return;
   }
-  for (std::size_t i = 0; i < length; ++i) out[i] = src[i];
+  std::size_t i = 0;
+  if (distance < 8) {
+    // The bytes repeat with period `distance`, so they also repeat with a multiple of it that is at
+    // least 8; extend the pattern byte by byte until that multiple can be copied from.
+    std::size_t period = distance;
+    while (period < 8) period += distance;
+    for (; i < period - distance && i < length; ++i) out[i] = out[i - distance];
+    distance = period;
+  }
+  const std::size_t step = distance >= 16 ? 16 : 8;
+  if (room >= step) {
+    const std::size_t last_start = room - step;
+    for (; i < length && i <= last_start; i += step) std::memcpy(out + i, out + i - distance, step);
+  }
+  for (; i < length; ++i) out[i] = out[i - distance];
 }

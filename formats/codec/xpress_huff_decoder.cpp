@@ -109,7 +109,7 @@ struct BitReader {
 
   // Afterwards at least 48 bits are valid.
   inline void Refill() {
-    if (count >= 32) return;
+    if (count >= 48) return;
     if (size >= 8 && pos <= size - 8) {
       const std::uint64_t v = LoadLe64(in + pos);
       // Four little-endian words, first word most significant.
