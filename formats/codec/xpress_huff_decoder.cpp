@@ -170,7 +170,7 @@ struct BitReader {
 };
 
 // The long-length escape: a byte, then a u16, then a u32, each read from the reference position.
-bool ReadLongLength(BitReader& r, std::size_t& length) {
+inline __attribute__((always_inline)) bool ReadLongLength(BitReader& r, std::size_t& length) {
   r.RewindToReference();
   std::size_t p = r.pos;
   if (p >= r.size) return false;
