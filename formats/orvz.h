@@ -1,0 +1,30 @@
+// ORVZ: the compressed form of one published file. A 24-byte header ("ORVZ", version 1, algorithm,
+// chunk size, raw size; little-endian), then one record per chunk: u32 compressed length L and L bytes
+// of one buffer-mode Compression API output. Chunk k decodes to min(raw size - k * chunk size, chunk
+// size) bytes. Bytes after the last chunk are ignored.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "core/engine_state.h"
+
+inline constexpr std::uint32_t kOrvzVersion = 1;
+inline constexpr std::uint32_t kOrvzMaxChunkSize = 0x10000000;
+inline constexpr std::uint64_t kOrvzHeaderSize = 24;
+
+// The largest compressed length a chunk (or an ORVB block) may declare.
+[[nodiscard]] inline std::uint64_t MaxPackedLength(std::uint32_t chunk_size) {
+  return std::uint64_t{chunk_size} + chunk_size / 2 + 0x10000;
+}
+
+// Decodes `source` into `target` (created anew), one chunk in memory at a time. `cancel` (may be
+// null) is looked at before each chunk. On failure `error` gets one of: "nao abriu o arquivo
+// comprimido", "arquivo comprimido invalido", "algoritmo de compressao nao suportado", "nao criou o
+// arquivo de saida", "cancelado", "bloco invalido", "arquivo comprimido truncado", "bloco corrompido",
+// "falha ao gravar (disco cheio?)" (and "memoria insuficiente" when a buffer cannot be had); a
+// partly written target is left for the caller. `error` is untouched on success.
+[[nodiscard]] bool DecompressOrvzFile(const std::filesystem::path& source_path,
+                                      const std::filesystem::path& target_path, const CancelFlag* cancel,
+                                      std::string& error);
