@@ -13,7 +13,7 @@ import os
 import random
 import sys
 
-BLOCK = 64 * 1024  # the pack's edits are laid out in whole blocks of this size
+BLOCK = 256 * 1024  # the pack's edits are laid out in whole blocks of the publisher's default size
 
 
 def words(rng, count):
@@ -45,15 +45,15 @@ def build(version):
     files["Conteudo/Audio/música_tema.ogg"] = rng.randbytes(512 * 1024)
     exe_rng = random.Random(1000 + version)
     files["Binarios/Win64/ORV2.exe"] = b"MZ" + pack_bytes(exe_rng, 1024 * 1024 - 2)
-    pack = bytearray(pack_bytes(rng, 96 * BLOCK))  # 6 MiB
+    pack = bytearray(pack_bytes(rng, 24 * BLOCK))  # 6 MiB
     notes = ["Notas da versão 1.0.0: primeira versão.\n"]
 
     if version >= 2:
         patch = random.Random(2)
-        for block in (3, 40, 41, 77):  # a few blocks rewritten in place
+        for block in (3, 10, 11, 19):  # a few blocks rewritten in place
             pack[block * BLOCK:(block + 1) * BLOCK] = pack_bytes(patch, BLOCK)
-        # One region moved: blocks 10..13 now also appear at 90..93 (found again by the delta).
-        pack[90 * BLOCK:94 * BLOCK] = pack[10 * BLOCK:14 * BLOCK]
+        # One region moved: blocks 5..6 now also appear at 21..22 (found again by the delta).
+        pack[21 * BLOCK:23 * BLOCK] = pack[5 * BLOCK:7 * BLOCK]
         files["LEIAME.txt"] += ("\nNovidades: " + words(patch, 60) + "\n").encode()
         files["Conteudo/Mapas/ilha_nova.umap"] = pack_bytes(patch, 300 * 1024)
         notes.append("Notas da versão 2.0.0: ilha nova, correções no mapa.\n")

@@ -1,11 +1,13 @@
 #include "tools/orvpack/inspect.h"
 
 #include <array>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <vector>
 
 #include "core/file.h"
+#include "core/log.h"
 #include "formats/orvb.h"
 #include "formats/orvz.h"
 
@@ -24,9 +26,13 @@ const char* AlgorithmName(std::uint32_t algorithm) {
   }
 }
 
-std::string Format(const char* format, auto... args) {
+std::string Format(const char* format, ...) ORV_PRINTF_LIKE(1, 2);
+std::string Format(const char* format, ...) {
   char line[512];
-  std::snprintf(line, sizeof line, format, args...);
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(line, sizeof line, format, args);
+  va_end(args);
   return line;
 }
 

@@ -6,6 +6,9 @@
 #include "core/text.h"
 #include "tools/orvpack/orvpack.h"
 
+// The entry MinGW calls with -municode; declared here because no header does.
+int wmain(int argc, wchar_t** argv);
+
 int wmain(int argc, wchar_t** argv) {
   // Texts are UTF-8 throughout; let the console show them as such.
   SetConsoleOutputCP(CP_UTF8);

@@ -69,7 +69,7 @@ class ProgressView {
     const auto total = static_cast<std::uint64_t>(estado.Find("bytesTotal").AsInt(0));
     if (estado.Find("fase").text == "baixando" && total > 0) {
       const double share = static_cast<double>(bytes) / static_cast<double>(total);
-      const int filled = static_cast<int>(share * 30 > 30 ? 30 : share * 30);
+      const int filled = static_cast<int>(share * 30 + 0.5 > 30 ? 30 : share * 30 + 0.5);
       line = "[" + std::string(static_cast<size_t>(filled), '#') + std::string(static_cast<size_t>(30 - filled), '.') +
              "] " + std::to_string(static_cast<int>(share * 100 + 0.5)) + "% " + line + " — " +
              FormatMegabytes(bytes) + " / " + FormatMegabytes(total);
