@@ -21,6 +21,9 @@ bool EnsureParentFolder(const fs::path& path);
 [[nodiscard]] std::int64_t FileSizeOf(const fs::path& path);
 // Last-write time as a FILETIME-scaled number (100 ns units since 1601-01-01 UTC); 0 when unknown.
 [[nodiscard]] std::uint64_t FileWriteTime(const fs::path& path);
+// Size and last-write time with one look at the file (the verification of an unchanged game does
+// this per file and nothing else). False when missing or a folder.
+[[nodiscard]] bool FileSizeAndTime(const fs::path& path, std::int64_t& size, std::uint64_t& time);
 // True when something (file or folder) is at `path`.
 [[nodiscard]] bool PathExists(const fs::path& path);
 

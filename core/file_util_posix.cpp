@@ -49,13 +49,27 @@ std::int64_t FileSizeOf(const fs::path& path) {
   return st.st_size;
 }
 
-std::uint64_t FileWriteTime(const fs::path& path) {
-  struct stat st;
-  if (::stat(path.c_str(), &st) != 0) return 0;
-  // The Windows FILETIME scale, so hashes.json means the same on both platforms.
+namespace {
+// The Windows FILETIME scale, so hashes.json means the same on both platforms.
+std::uint64_t FileTimeOf(const struct stat& st) {
   constexpr std::uint64_t kSecondsFrom1601To1970 = 11644473600ULL;
   return (static_cast<std::uint64_t>(st.st_mtim.tv_sec) + kSecondsFrom1601To1970) * 10000000ULL +
          static_cast<std::uint64_t>(st.st_mtim.tv_nsec) / 100;
+}
+}  // namespace
+
+std::uint64_t FileWriteTime(const fs::path& path) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) != 0) return 0;
+  return FileTimeOf(st);
+}
+
+bool FileSizeAndTime(const fs::path& path, std::int64_t& size, std::uint64_t& time) {
+  struct stat st;
+  if (::stat(path.c_str(), &st) != 0 || S_ISDIR(st.st_mode)) return false;
+  size = st.st_size;
+  time = FileTimeOf(st);
+  return true;
 }
 
 bool PathExists(const fs::path& path) {

@@ -41,6 +41,7 @@ HashCache HashCache::Load(const std::filesystem::path& game_folder) {
   std::string text;
   JsonValue root;
   if (!ReadWholeFile(HashCachePath(game_folder), text) || !ParseJson(text, root)) return cache;
+  cache.on_disk_ = std::move(text);
   for (const auto& [key, member] : root.members) {
     HashCacheEntry entry;
     entry.t = ToU64(member.Find("t"));
@@ -51,9 +52,11 @@ HashCache HashCache::Load(const std::filesystem::path& game_folder) {
   return cache;
 }
 
-void HashCache::Save(const std::filesystem::path& game_folder) const {
+void HashCache::Save(const std::filesystem::path& game_folder) {
+  std::string text = Text();
+  if (text == on_disk_) return;
   // A cache that cannot be written only costs a re-hash on the next run.
-  static_cast<void>(WriteWholeFile(HashCachePath(game_folder), Text()));
+  if (WriteWholeFile(HashCachePath(game_folder), text)) on_disk_ = std::move(text);
 }
 
 const std::string* HashCache::Lookup(const std::string& key, std::uint64_t size, std::uint64_t time) const {

@@ -19,9 +19,9 @@ std::string Counter(std::string_view text, size_t i, size_t n) {
 bool InstalledFileIsCurrent(RunContext& run, HashCache& cache, const ManifestEntry& entry, size_t i,
                             std::uint64_t bytes_seen) {
   const std::filesystem::path local = JoinRelative(run.game, entry.caminho);
-  const std::int64_t size = FileSizeOf(local);
-  if (size < 0 || static_cast<std::uint64_t>(size) != entry.tamanho) return false;
-  const std::uint64_t time = FileWriteTime(local);
+  std::int64_t size = -1;
+  std::uint64_t time = 0;
+  if (!FileSizeAndTime(local, size, time) || static_cast<std::uint64_t>(size) != entry.tamanho) return false;
   if (const std::string* cached = cache.Lookup(entry.caminho, entry.tamanho, time)) return *cached == entry.sha256;
 
   const auto n = static_cast<std::int32_t>(run.manifest.arquivos.size());
