@@ -1,0 +1,314 @@
+// Whole verification runs ("verificar") against a channel published on the local nginx: the exact
+// "estado" texts the page receives, the hash cache that lets a second run read no file data, bad
+// manifests and entries, a damaged swap journal, and orvsync's exit codes. Natively and under Wine.
+#include <gtest/gtest.h>
+
+#include <cctype>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "core/file_util.h"
+#include "core/json.h"
+#include "core/paths.h"
+#include "support/fake_clock.h"
+#include "support/scoped_folders.h"
+#include "test_servers.h"
+#include "tools/common/console.h"
+#include "tools/orvsync/orvsync.h"
+#include "update/hash_cache.h"
+#include "update/sha256.h"
+#include "update/swap_journal.h"
+#include "update/update_run.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// The suffix every message after the manifest carries, for the manifests PublishManifest writes.
+const std::string kSuffix = R"(,"versaoCliente":"2.7.1","versaoServidor":"sul \"7\"")";
+
+// Pseudo-random bytes: two different seeds never give equal content.
+std::string Pattern(std::size_t size, std::uint32_t seed) {
+  std::string bytes(size, '\0');
+  std::uint32_t x = seed;
+  for (auto& b : bytes) {
+    x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+    b = static_cast<char>(x >> 24);
+  }
+  return bytes;
+}
+
+// An "estado" message as the page must receive it, spelled out here rather than by the engine's builder.
+std::string Estado(const std::string& fase, const std::string& texto, int atual, int total, std::uint64_t bytes,
+                   std::uint64_t bytes_total, const std::string& suffix = kSuffix) {
+  return R"({"tipo":"estado","fase":")" + fase + R"(","texto":")" + texto + R"(","atual":)" + std::to_string(atual) +
+         R"(,"total":)" + std::to_string(total) + R"(,"bytes":)" + std::to_string(bytes) + R"(,"bytesTotal":)" +
+         std::to_string(bytes_total) + R"(,"velocidade":0)" + suffix + "}";
+}
+
+const std::string kSearching = Estado("verificando", "Buscando atualizações…", 0, 0, 0, 0, "");
+
+std::string LogText() {
+  std::string text;
+  (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
+  return text;
+}
+
+class VerifyRun : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
+    state_.clock = &clock_;
+    state_.progress_sink = [this](const std::string& message) { messages_.push_back(message); };
+    channel_.manifesto = nginx_.base_url + served_.UrlPath("manifest.json");
+    channel_.pasta = game_;
+    fs::create_directories(game_);
+  }
+
+  // Publishes `bytes` under `caminho` and returns its manifest entry; `sha` replaces the true digest.
+  std::string Entry(const std::string& caminho, const std::string& bytes, const std::string& extra = "",
+                    std::string sha = "") {
+    served_.Put(caminho, bytes);
+    if (sha.empty()) sha = Sha256OfFile(JoinRelative(served_.path(), caminho), {}, nullptr);
+    return "{\"caminho\":" + JsonQuote(caminho) + ",\"sha256\":\"" + sha +
+           "\",\"tamanho\":" + std::to_string(bytes.size()) + extra + "}";
+  }
+  void PublishManifest(const std::vector<std::string>& entries, const std::string& more = "") {
+    std::string list;
+    for (const std::string& entry : entries) list += (list.empty() ? "" : ",") + entry;
+    served_.Put("manifest.json", R"({"versao":"2.7.1","servidor":"sul \"7\"")" + more + ",\"arquivos\":[" + list + "]}");
+  }
+  [[nodiscard]] fs::path Installed(const std::string& caminho) const { return JoinRelative(game_, caminho); }
+  void Install(const std::string& caminho, const std::string& bytes) { WriteTestFile(Installed(caminho), bytes); }
+  void Stage(const std::string& caminho, const std::string& bytes) {
+    WriteTestFile(JoinRelative(StagingFolder(game_), caminho), bytes);
+  }
+
+  std::vector<std::string> Verify() {
+    messages_.clear();
+    UpdateEngine::Run(state_, channel_, /*apply=*/false);
+    EXPECT_EQ(state_.run_active.load(), 0);
+    return messages_;
+  }
+
+  const TestServer nginx_ = NginxServer();
+  ServedFolder served_;
+  ScopedFolders folders_;
+  const fs::path game_ = folders_.root() / "Jogo";
+  FakeClock clock_;
+  EngineState state_;
+  Channel channel_;
+  std::vector<std::string> messages_;
+};
+
+TEST_F(VerifyRun, CurrentFolderIsUpToDateAndIsThenReverifiedWithoutReadingFileData) {
+  const std::string a = Pattern(300000, 1), c = Pattern(1000, 2);
+  PublishManifest({Entry("dados/a.pak", a), Entry("b\\sub\\c.bin", c), Entry("vazio.txt", "")});
+  Install("dados/a.pak", a);
+  Install("b\\sub\\c.bin", c);
+  Install("vazio.txt", "");
+  // Whole seconds, so the time can be put back exactly even where the library sets seconds only.
+  const fs::path a_path = Installed("dados/a.pak");
+  const auto a_time = fs::last_write_time(a_path);
+  fs::last_write_time(a_path, a_time);
+
+  // First run: every file is hashed once, with the bytes of the files before it.
+  const std::uint64_t total = 301000;
+  EXPECT_EQ(Verify(), (std::vector<std::string>{
+                          kSearching,
+                          Estado("verificando", "Verificando arquivos 1/3", 1, 3, 0, total),
+                          Estado("verificando", "Verificando arquivos 2/3", 2, 3, 300000, total),
+                          Estado("verificando", "Verificando arquivos 3/3", 3, 3, total, total),
+                          Estado("pronto", "Jogo atualizado.", 3, 3, total, total),
+                      }));
+  const fs::path cache_path = HashCachePath(game_);
+  const std::string cache_text = ReadTestFile(cache_path);
+  ASSERT_NE(cache_text.find("\"dados/a.pak\""), std::string::npos);
+  fs::last_write_time(cache_path, fs::last_write_time(cache_path) - std::chrono::hours(1));
+  const std::uint64_t cache_time = FileWriteTime(cache_path);
+
+  // Other bytes of the same size with the same time: only reading the data could tell. The second
+  // run still calls the folder current and hashes nothing, and hashes.json is not written again.
+  const std::uint64_t a_filetime = FileWriteTime(a_path);
+  WriteTestFile(a_path, Pattern(300000, 3));
+  fs::last_write_time(a_path, a_time);
+  ASSERT_EQ(FileWriteTime(a_path), a_filetime) << "could not put the write time back";
+  EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("pronto", "Jogo atualizado.", 3, 3, total, total)}));
+  EXPECT_EQ(FileWriteTime(cache_path), cache_time);
+  EXPECT_EQ(ReadTestFile(cache_path), cache_text);
+
+  // A new write time: that one file is hashed again, found different, and one file is due.
+  fs::last_write_time(a_path, a_time + std::chrono::seconds(10));
+  EXPECT_EQ(Verify(), (std::vector<std::string>{
+                          kSearching,
+                          Estado("verificando", "Verificando arquivos 1/3", 1, 3, 0, total),
+                          Estado("desatualizado", "Atualização disponível: 1 arquivo, 0,3 MB.", 0, 1, 0, 300000),
+                      }));
+  EXPECT_NE(ReadTestFile(cache_path), cache_text);
+}
+
+TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
+  // Four blocks of 4096 bytes; the installed copy holds three of them, moved around.
+  const std::string blocks = Pattern(16384, 10);
+  std::string block_digests;
+  for (std::size_t at = 0; at < blocks.size(); at += 4096) block_digests += Sha256OfBuffer(blocks.data() + at, 4096);
+  const std::string ok = Pattern(100, 11), novo = Pattern(3000, 12), mudou = Pattern(5000, 13),
+                    pronto = Pattern(209715, 14);
+  const std::vector<std::string> entries = {
+      Entry("ok.txt", ok),
+      Entry("novo.bin", novo, ",\"zTamanho\":1048576"),
+      Entry("mudou.bin", mudou),
+      Entry("blocos.pak", blocks, ",\"bloco\":4096,\"bTamanho\":10000,\"blocos\":\"" + block_digests + "\""),
+      Entry("pronto.txt", pronto),
+  };
+  PublishManifest(entries);
+  Install("ok.txt", ok);
+  Install("mudou.bin", Pattern(5000, 15));
+  Install("blocos.pak", blocks.substr(12288, 4096) + blocks.substr(4096, 4096) + blocks.substr(0, 4096));
+  Stage("mudou.bin", Pattern(5000, 16));  // the right size, the wrong bytes
+  Stage("pronto.txt", pronto);
+
+  // novo.bin: its .orvz size. mudou.bin: whole, its staged copy is no good. blocos.pak: one block
+  // of four is found nowhere in the installed file, so a quarter of the .orvb. pronto.txt: staged.
+  const std::uint64_t total = 100 + 3000 + 5000 + 16384 + 209715;
+  const std::uint64_t planned = 1048576 + 5000 + 2500;
+  EXPECT_EQ(Verify(),
+            (std::vector<std::string>{
+                kSearching,
+                Estado("verificando", "Verificando arquivos 1/5", 1, 5, 0, total),
+                Estado("verificando", "Verificando arquivos 3/5", 3, 5, 3100, total),
+                Estado("verificando", "Retomando arquivos já baixados 3/5", 3, 5, 8100, total),
+                Estado("verificando", "Comparando blocos 4/5", 4, 5, 24484, total),
+                Estado("verificando", "Retomando arquivos já baixados 5/5", 5, 5, total, total),
+                Estado("desatualizado", "Atualização disponível: 3 arquivos, 1,0 MB. Já baixado antes: 0,2 MB.", 0, 3,
+                       0, planned),
+            }));
+  EXPECT_FALSE(fs::exists(Installed("novo.bin")));  // verification downloads and installs nothing
+  EXPECT_EQ(ReadTestFile(Installed("mudou.bin")), Pattern(5000, 15));
+
+  // Everything else current: only the staged file is left to install.
+  Install("novo.bin", novo);
+  Install("mudou.bin", mudou);
+  Install("blocos.pak", blocks);
+  EXPECT_EQ(Verify().back(), Estado("desatualizado", "Atualização já baixada: falta só instalar.", 0, 0, 0, 0));
+
+  // Only a newer launcher; the same version with one more ".0" is not newer.
+  Install("pronto.txt", pronto);
+  const std::string digest(64, 'd');
+  PublishManifest(entries, ",\"launcher\":{\"versao\":\"1.2.10\",\"sha256\":\"" + digest + "\"}");
+  EXPECT_EQ(Verify().back(), Estado("desatualizado", "Nova versão do launcher disponível.", 0, 0, 0, 0));
+  PublishManifest(entries, ",\"launcher\":{\"versao\":\"1.2.5.0\",\"sha256\":\"" + digest + "\"}");
+  EXPECT_EQ(Verify().back(), Estado("pronto", "Jogo atualizado.", 5, 5, total, total));
+}
+
+TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
+  const std::string url = channel_.manifesto;
+  const std::string unavailable = "Servidor de atualização indisponível (manifesto inválido).";
+  // Not JSON, and "arquivos" not an array: the same log line and page text, before any version.
+  for (const char* bad : {"{\"arquivos\":[", "{\"versao\":\"9\",\"arquivos\":{}}"}) {
+    served_.Put("manifest.json", bad);
+    EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("erro", unavailable, 0, 0, 0, 0, "")})) << bad;
+  }
+  EXPECT_NE(LogText().find("] manifesto " + url + ": JSON invalido\r\n"), std::string::npos);
+  // Not there at all: the transfer's reason.
+  channel_.manifesto = nginx_.base_url + served_.UrlPath("sumiu.json");
+  EXPECT_EQ(Verify(), (std::vector<std::string>{
+                          kSearching,
+                          Estado("erro", "Servidor de atualização indisponível (HTTP 404).", 0, 0, 0, 0, ""),
+                      }));
+  EXPECT_NE(LogText().find("] manifesto " + channel_.manifesto + ": HTTP 404\r\n"), std::string::npos);
+  channel_.manifesto = url;
+
+  // Entries that would leave the game folder or carry a malformed digest count nowhere. Beside the
+  // game folder lies a file one of them names; it must not even be read.
+  const fs::path outside = folders_.root() / "fora.txt";
+  WriteTestFile(outside, "original");
+  const std::string bom = Pattern(50, 20), maius = Pattern(70, 21);
+  served_.Put("maius.txt", maius);
+  std::string upper = Sha256OfFile(JoinRelative(served_.path(), "maius.txt"), {}, nullptr);
+  for (char& ch : upper) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
+  const std::string other(64, 'e');
+  PublishManifest({
+      Entry("bom.txt", bom),
+      "{\"caminho\":\"../fora.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
+      "{\"caminho\":\"x:y.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
+      "{\"caminho\":\"/abs.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
+      "{\"caminho\":\"\\\\abs.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
+      Entry("maius.txt", maius, "", upper),
+      "{\"caminho\":\"curto.txt\",\"sha256\":\"" + other.substr(1) + "\",\"tamanho\":8}",
+      // One block digest short of 200 / 64 rounded up: no block variant, so the .orvz size counts.
+      Entry("blocos.txt", Pattern(200, 22),
+            ",\"zTamanho\":120,\"bloco\":64,\"bTamanho\":999,\"blocos\":\"" + std::string(96, 'f') + "\""),
+  });
+  Install("bom.txt", bom);
+  Install("maius.txt", maius);
+  Install("blocos.txt", Pattern(150, 23));
+  const std::string due = Estado("desatualizado", "Atualização disponível: 2 arquivos, 0,0 MB.", 0, 2, 0, 70 + 120);
+  EXPECT_EQ(Verify(), (std::vector<std::string>{
+                          kSearching,
+                          Estado("verificando", "Verificando arquivos 1/3", 1, 3, 0, 320),
+                          Estado("verificando", "Verificando arquivos 2/3", 2, 3, 50, 320),
+                          due,
+                      }));
+  // An uppercase digest never matches, also when the cache answers for the file.
+  EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, due}));
+  const std::string log = LogText();
+  for (const char* skipped : {"../fora.txt", "x:y.txt", "/abs.txt", "\\abs.txt", "curto.txt"}) {
+    EXPECT_NE(log.find(std::string("] entrada ignorada: ") + skipped + "\r\n"), std::string::npos) << skipped;
+  }
+  EXPECT_EQ(ReadTestFile(outside), "original");
+  EXPECT_EQ(ReadTestFile(HashCachePath(game_)).find("fora"), std::string::npos);
+  EXPECT_FALSE(fs::exists(StagingFolder(game_)));
+}
+
+TEST_F(VerifyRun, DamagedJournalBlocksTheRunUntilRemovedByHand) {
+  PublishManifest({});
+  Stage("a.txt", "novo");
+  const std::string truncated = "{\"trocas\":[\"a.t";
+  WriteTestFile(JournalPath(game_), truncated);
+  const std::string blocked = Estado("erro", "Atualização interrompida: diario corrompido", 0, 0, 0, 0, "");
+  for (int attempt = 0; attempt < 2; ++attempt) {
+    EXPECT_EQ(Verify(), std::vector<std::string>{blocked});
+  }
+  EXPECT_EQ(ReadTestFile(JournalPath(game_)), truncated);
+  EXPECT_EQ(ReadTestFile(JoinRelative(StagingFolder(game_), "a.txt")), "novo");
+  EXPECT_TRUE(RequestsFor(nginx_, served_.UrlPath("manifest.json"), 0).empty());
+
+  // Gone: an empty file list without versions is current, with zero counters and "?" versions.
+  fs::remove(JournalPath(game_));
+  served_.Put("manifest.json", "{\"arquivos\":[]}");
+  const std::string unknown = R"(,"versaoCliente":"?","versaoServidor":"?")";
+  EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("pronto", "Jogo atualizado.", 0, 0, 0, 0, unknown)}));
+}
+
+// orvsync drives the same run; its exit code tells a script what the last "estado" said.
+TEST_F(VerifyRun, OrvsyncExitCodes) {
+  const std::string bytes = Pattern(4096, 30);
+  PublishManifest({Entry("jogo.pak", bytes)});
+  const auto run = [this](const std::string& url, std::string& out) {
+    ::testing::internal::CaptureStdout();
+    const int code = OrvsyncMain({"verificar", url, PathToUtf8(game_), "--json"});
+    out = ::testing::internal::GetCapturedStdout();
+    // The tool points Ctrl+C at its own run's flag; this process outlives that run.
+    CancelOnInterrupt(nullptr);
+    std::signal(SIGINT, SIG_DFL);
+    std::signal(SIGTERM, SIG_DFL);
+    return code;
+  };
+  std::string out;
+  EXPECT_EQ(run(channel_.manifesto, out), 1);
+  EXPECT_NE(out.find(Estado("desatualizado", "Atualização disponível: 1 arquivo, 0,0 MB.", 0, 1, 0, 4096) + "\n"),
+            std::string::npos)
+      << out;
+  Install("jogo.pak", bytes);
+  EXPECT_EQ(run(channel_.manifesto, out), 0);
+  EXPECT_EQ(out.substr(out.rfind('{')), Estado("pronto", "Jogo atualizado.", 1, 1, 4096, 4096) + "\n");
+  EXPECT_EQ(run(nginx_.base_url + served_.UrlPath("sumiu.json"), out), 2);
+  EXPECT_EQ(out.substr(out.rfind('{')),
+            Estado("erro", "Servidor de atualização indisponível (HTTP 404).", 0, 0, 0, 0, "") + "\n");
+}
+
+}  // namespace
