@@ -71,9 +71,13 @@ class ProgressView {
     if (estado.Find("fase").text == "baixando" && total > 0) {
       const double share = static_cast<double>(bytes) / static_cast<double>(total);
       const int filled = static_cast<int>(share * 30 + 0.5 > 30 ? 30 : share * 30 + 0.5);
-      line = "[" + std::string(static_cast<size_t>(filled), '#') + std::string(static_cast<size_t>(30 - filled), '.') +
-             "] " + std::to_string(static_cast<int>(share * 100 + 0.5)) + "% " + line + " — " +
-             FormatMegabytes(bytes) + " / " + FormatMegabytes(total);
+      // Appended piece by piece: GCC 12 at -O3 misreads a chain of temporaries as overlapping copies.
+      std::string bar = "[";
+      bar.append(static_cast<size_t>(filled), '#').append(static_cast<size_t>(30 - filled), '.');
+      bar += "] " + std::to_string(static_cast<int>(share * 100 + 0.5)) + "% ";
+      bar += line;
+      bar += " — " + FormatMegabytes(bytes) + " / " + FormatMegabytes(total);
+      line = std::move(bar);
       const auto speed = static_cast<std::uint64_t>(estado.Find("velocidade").AsInt(0));
       if (speed > 0) line += " — " + FormatMegabytes(speed) + "/s";
     }
