@@ -247,14 +247,15 @@ TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
   EXPECT_NE(LogText().find("por bloco limite.pak: inteiro (3 de 21 blocos faltavam)"), std::string::npos);
   EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
 
-  // No installed file: everything is missing. The download breaks off after 40000 bytes, the retry
-  // asks for the rest only.
-  const Published whole = Publish("inteiro/novo.pak", Content(40, 0, 22));
+  // No installed file: everything is missing. The download breaks off after 300000 bytes, the retry
+  // asks for the rest only. (More than one 256 KiB read arrives before the cut: WinHTTP under Wine
+  // drops a read that a reset interrupts.)
+  const Published whole = Publish("inteiro/novo.pak", Content(160, 0, 22));
   const std::uint64_t size = whole.entry.bTamanho;
-  ASSERT_GT(size, 60000u);
-  Arm(2, "/cut/40000", whole);  // the header request is short enough to get through whole
+  ASSERT_GT(size, 320000u);
+  Arm(2, "/cut/300000", whole);  // the header request is short enough to get through whole
   ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", fault_.base_url), 0) << error_;
-  EXPECT_EQ(ReadTestFile(Target(whole)), Content(40, 0, 22));
+  EXPECT_EQ(ReadTestFile(Target(whole)), Content(160, 0, 22));
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
   const std::string log = LogText();
   const std::size_t line = log.find("download inteiro/novo.pak falhou (conexao caiu (");
@@ -263,7 +264,7 @@ TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
   requests = RequestsFor(fault_, whole.uri, 3);
   ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(requests[1].range, "-");
-  EXPECT_LE(requests[1].body_bytes, 40000u);
+  EXPECT_LE(requests[1].body_bytes, 300000u);
   EXPECT_EQ(requests[2].status, 206);
   EXPECT_LT(requests[2].body_bytes, size);
   EXPECT_EQ(requests[2].range, "bytes=" + std::to_string(size - requests[2].body_bytes) + "-");

@@ -60,7 +60,7 @@ class Orvpack : public ::testing::Test {
  protected:
   void SetUp() override {
     ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
-    for (const auto& [name, bytes] : BuildFiles()) WriteTestFile(build_ / name, bytes);
+    for (const auto& [name, bytes] : BuildFiles()) WriteTestFile(JoinRelative(build_, name), bytes);
   }
 
   int Main(std::vector<std::string> args) { return OrvpackMain(args); }
