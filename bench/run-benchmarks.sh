@@ -8,6 +8,7 @@
 # 1. Whole-file hashing (Sha256OfFile) of 1 GiB in 8 files against `sha256sum` and
 #    `openssl dgst -sha256` on the same files, page cache warm, best of 3.
 # 2. Downloading one 1 GiB file (DownloadToFile) from nginx on loopback against `curl -o`, best of 3.
+# 3. Bytes fetched by a block-delta update against zsync for the same edits (bench-block-delta.sh).
 # Needs about 3 GiB free under ${TMPDIR:-/tmp}. Every figure is wall-clock time of the whole program.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -75,3 +76,5 @@ t_ours=$(best_of_3 "$bench_download" "$url" "$out")
 cmp -s "$out" "$work/servers/www/big.bin" || { echo "downloaded file differs" >&2; exit 1; }
 t_curl=$(best_of_3 curl -s -o "$out" "$url")
 report "DownloadToFile" "$t_ours" "curl -o" "$t_curl"
+
+bash "$root/bench/bench-block-delta.sh" "$build"
