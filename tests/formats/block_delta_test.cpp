@@ -287,6 +287,23 @@ TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
   EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
   EXPECT_FALSE(PathExists(Beside(whole, ".bloco")));
   ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+
+  // A whole .orvb.part of the previous publication, exactly as long as the new .orvb: it decodes,
+  // but to the old file. It must not be kept, or every later run would resume it and fail alike.
+  std::string before = Content(20, 0, 23);
+  Scramble(before, 3, 1);
+  std::string after = before;
+  Scramble(after, 3, 2);  // stored raw both times: the .orvb keeps its size
+  const std::string stale = ReadTestFile(served_.path() / (Publish("republicado.pak", before).name + ".orvb"));
+  const Published republished = Publish("republicado.pak", after);
+  ASSERT_EQ(stale.size(), republished.entry.bTamanho);
+  WriteTestFile(Beside(republished, ".orvb.part"), stale);
+  EXPECT_EQ(Run(republished, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
+  EXPECT_EQ(error_, "arquivo montado com hash errado");
+  EXPECT_FALSE(PathExists(Beside(republished, ".orvb.part")));
+  EXPECT_FALSE(PathExists(Beside(republished, ".bloco")));
+  ASSERT_EQ(Run(republished, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(republished)), after);
 }
 
 TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
