@@ -9,6 +9,7 @@
 #    `openssl dgst -sha256` on the same files, page cache warm, best of 3.
 # 2. Downloading one 1 GiB file (DownloadToFile) from nginx on loopback against `curl -o`, best of 3.
 # 3. Verifying a 10,000-file installation (2.5 GiB) cold, then warm from the hash cache, best of 3.
+# 4. Bytes fetched by a block-delta update against zsync for the same edits (bench-block-delta.sh).
 # Needs about 4 GiB free under ${TMPDIR:-/tmp}. Every figure is wall-clock time of the whole program.
 set -euo pipefail
 root=$(cd "$(dirname "$0")/.." && pwd)
@@ -80,3 +81,6 @@ report "DownloadToFile" "$t_ours" "curl -o" "$t_curl"
 
 echo "== re-verification of 10,000 files: cold (no hash cache) against warm (cache hits only)"
 "$bench_reverify" 10000 262144 "$work/reverify"
+rm -rf "$work/reverify"
+
+bash "$root/bench/bench-block-delta.sh" "$build"

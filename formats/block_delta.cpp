@@ -229,6 +229,9 @@ class BlockDelta {
     }
     if (digest != entry_.sha256) {
       DeleteFileAt(assembled_);
+      // A whole .orvb that decodes to the wrong file (a part resumed across a republication) would
+      // be resumed and fail the same way on every later run.
+      if (whole_kept_) DeleteFileAt(whole_);
       error_ = "arquivo montado com hash errado";
       Log("por bloco %s: hash errado (%s)", entry_.caminho.c_str(), digest.c_str());
       return -1;

@@ -7,7 +7,9 @@
 #include <vector>
 
 #include "core/file.h"
+#include "core/file_util.h"
 #include "core/log.h"
+#include "core/paths.h"
 #include "formats/orvb.h"
 #include "formats/orvz.h"
 
@@ -132,8 +134,19 @@ bool UnpackFile(const std::filesystem::path& path, const std::filesystem::path& 
       return false;
     }
   }
-  if (std::memcmp(magic.data(), "ORVZ", 4) == 0) return DecompressOrvzFile(path, output, nullptr, error);
-  if (std::memcmp(magic.data(), "ORVB", 4) == 0) return DecompressOrvbFile(path, output, nullptr, error);
-  error = "nao e um arquivo ORVZ nem ORVB";
-  return false;
+  const bool orvz = std::memcmp(magic.data(), "ORVZ", 4) == 0;
+  if (!orvz && std::memcmp(magic.data(), "ORVB", 4) != 0) {
+    error = "nao e um arquivo ORVZ nem ORVB";
+    return false;
+  }
+  // Decoded beside the output first: a broken input leaves neither half a file nor a clobbered one.
+  const std::filesystem::path temporary = WithSuffix(output, ".orvpack-tmp");
+  bool ok = orvz ? DecompressOrvzFile(path, temporary, nullptr, error)
+                 : DecompressOrvbFile(path, temporary, nullptr, error);
+  if (ok && !MoveFileReplacing(temporary, output, /*write_through=*/false)) {
+    error = "nao gravou " + PathToUtf8(output);
+    ok = false;
+  }
+  if (!ok) DeleteFileAt(temporary);
+  return ok;
 }

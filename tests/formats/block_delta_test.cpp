@@ -1,0 +1,402 @@
+// The block-delta transfer against the real test servers. What goes over the wire is counted where
+// it arrives, in the servers' access logs: which ranges were asked for and how many body bytes left.
+// The same cases run natively (libcurl) and under Wine (WinHTTP).
+#include "formats/block_delta.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+#include <vector>
+
+#include "core/file_util.h"
+#include "core/paths.h"
+#include "formats/orvb.h"
+#include "formats/pack_writer.h"
+#include "support/fake_clock.h"
+#include "support/scoped_folders.h"
+#include "test_servers.h"
+#include "update/http_client.h"
+#include "update/sha256.h"
+
+namespace {
+
+constexpr std::uint32_t kBlock = 4096;
+
+std::uint32_t Next(std::uint32_t& x) {
+  x ^= x << 13, x ^= x >> 17, x ^= x << 5;
+  return x;
+}
+
+// Block i: a random prefix whose length changes with i, then one repeated byte; the blocks compress
+// to lengths of their own and the longest prefixes are stored raw.
+std::string Content(std::size_t blocks, std::size_t tail, std::uint32_t seed) {
+  std::string bytes(blocks * kBlock + tail, '\0');
+  for (std::size_t i = 0; i * kBlock < bytes.size(); ++i) {
+    const std::size_t length = std::min<std::size_t>(kBlock, bytes.size() - i * kBlock);
+    const std::size_t random = std::min(length, 64 + (i * 1531) % kBlock);
+    for (std::size_t k = 0; k < length; ++k) {
+      bytes[i * kBlock + k] = static_cast<char>(k < random ? Next(seed) >> 24 : 'a' + i % 26);
+    }
+  }
+  return bytes;
+}
+
+// Fills block `index` with fresh random bytes: its digest is new and it is stored raw.
+void Scramble(std::string& bytes, std::size_t index, std::uint32_t seed) {
+  const std::size_t end = std::min(bytes.size(), (index + 1) * kBlock);
+  for (std::size_t k = index * kBlock; k < end; ++k) bytes[k] = static_cast<char>(Next(seed) >> 24);
+}
+
+std::string Range(std::uint64_t first, std::uint64_t last) {
+  return "bytes=" + std::to_string(first) + "-" + std::to_string(last);
+}
+
+std::string LogText() {
+  std::string text;
+  (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
+  return text;
+}
+
+std::uint64_t BodyBytes(const std::vector<AccessEntry>& requests) {
+  std::uint64_t sum = 0;
+  for (const AccessEntry& r : requests) sum += r.body_bytes;
+  return sum;
+}
+
+// One file as the publisher puts it on the server: the .orvb, and the manifest entry naming it.
+struct Published {
+  ManifestEntry entry;
+  OrvbTable table;
+  std::string uri;  // URL path of the .orvb
+  std::string name;  // "caminho" with forward slashes
+
+  [[nodiscard]] std::string HeaderRange() const { return Range(0, 16 * table.blocks.size() + 27); }
+  // The range covering blocks first..last of the .orvb.
+  [[nodiscard]] std::string BlockRange(std::size_t first, std::size_t last) const {
+    return Range(table.blocks[first].offset, table.blocks[last].offset + table.blocks[last].stored_length - 1);
+  }
+  [[nodiscard]] std::uint64_t Stored(const std::vector<std::size_t>& blocks) const {
+    std::uint64_t sum = 0;
+    for (const std::size_t k : blocks) sum += table.blocks[k].stored_length;
+    return sum;
+  }
+};
+
+class BlockDelta : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
+    ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
+  }
+
+  // `caminho` uses backslashes, as manifests written on Windows do; URLs must not.
+  Published Publish(const std::string& caminho, const std::string& content) {
+    Published p;
+    p.name = caminho;
+    std::replace(p.name.begin(), p.name.end(), '\\', '/');
+    const auto source = folders_.root() / "fonte.bin";
+    const auto packed = folders_.root() / "fonte.orvb";
+    WriteTestFile(source, content);
+    std::string error;
+    EXPECT_TRUE(WriteOrvbFile(source, packed, {kAlgorithmXpressHuff, kBlock, 6}, nullptr, error)) << error;
+    const std::string orvb = ReadTestFile(packed);
+    p.entry.caminho = caminho;
+    p.entry.sha256 = Sha256OfFile(source, {}, nullptr);
+    p.entry.tamanho = content.size();
+    p.entry.bloco = kBlock;
+    p.entry.blocos = Sha256OfBlocks(source, kBlock, nullptr);
+    p.entry.bTamanho = orvb.size();
+    EXPECT_TRUE(ReadOrvbTable({reinterpret_cast<const std::uint8_t*>(orvb.data()), orvb.size()}, p.table, error));
+    p.uri = served_.Put(p.name + ".orvb", orvb);
+    return p;
+  }
+
+  std::filesystem::path Installed(const Published& p, const std::string& bytes) {
+    const auto path = folders_.root() / ("jogo/" + p.name);
+    WriteTestFile(path, bytes);
+    return path;
+  }
+  std::filesystem::path Target(const Published& p) const { return folders_.root() / (".atualizando/" + p.name); }
+  std::filesystem::path Beside(const Published& p, const char* suffix) const {
+    return WithSuffix(Target(p), suffix);
+  }
+
+  int Run(const Published& p, const std::filesystem::path& installed, const std::string& server_base) {
+    error_ = "intocado";
+    return BlockDeltaDownload(p.entry, installed, Target(p), server_base + served_.UrlPath(""),
+                              [this](std::uint64_t n) { progress_ += n; }, &cancel_, clock_, error_);
+  }
+
+  void Arm(int requests, const std::string& directives, const Published& p) {
+    std::string body, reason;
+    ASSERT_EQ(FetchToMemory(fault_.base_url + "/arm/" + std::to_string(requests) + directives + p.uri, body, reason),
+              200)
+        << reason;
+  }
+
+  const TestServer nginx_ = NginxServer();
+  const TestServer fault_ = FaultServer();
+  ScopedFolders folders_;  // the log goes to the temporary data folder
+  ServedFolder served_;
+  FakeClock clock_;
+  CancelFlag cancel_{0};
+  std::uint64_t progress_ = 0;
+  std::string error_;
+};
+
+TEST_F(BlockDelta, FetchesOnlyTheBlocksThatAreNowhereInTheInstalledFile) {
+  // Every block still there, in another order: rebuilt from the installed file alone, only the
+  // header and table are asked for.
+  {
+    const std::string fresh = Content(40, 1000, 11);
+    std::string moved;
+    for (std::size_t i = 40; i-- > 0;) moved += fresh.substr(i * kBlock, kBlock);
+    moved += fresh.substr(40 * kBlock);
+    const Published p = Publish("dados\\movido.pak", fresh);
+    ASSERT_EQ(Run(p, Installed(p, moved), nginx_.base_url), 0) << error_;
+    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+    EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
+    const auto requests = RequestsFor(nginx_, p.uri);
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].range, p.HeaderRange());
+    EXPECT_EQ(requests[0].body_bytes, 28 + 16 * 41u);
+    EXPECT_EQ(progress_, 0u);
+    EXPECT_NE(LogText().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
+              std::string::npos);
+  }
+
+  // Four changed blocks, two of them adjacent, one the short last block: three ranges that carry
+  // exactly their stored bytes, nothing more.
+  {
+    const std::string old = Content(40, 1000, 12);
+    std::string fresh = old;
+    for (const std::size_t k : {3u, 20u, 21u, 40u}) fresh[k * kBlock + 7] ^= 0x5a;
+    const Published p = Publish("dados\\editado.pak", fresh);
+    progress_ = 0;
+    ASSERT_EQ(Run(p, Installed(p, old), nginx_.base_url), 0) << error_;
+    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+    const auto requests = RequestsFor(nginx_, p.uri, 4);
+    ASSERT_EQ(requests.size(), 4u);
+    EXPECT_EQ(requests[0].range, p.HeaderRange());
+    EXPECT_EQ(requests[1].range, p.BlockRange(3, 3));
+    EXPECT_EQ(requests[2].range, p.BlockRange(20, 21));
+    EXPECT_EQ(requests[3].range, p.BlockRange(40, 40));
+    for (const AccessEntry& r : requests) EXPECT_EQ(r.status, 206);
+    const std::uint64_t stored = p.Stored({3, 20, 21, 40});
+    EXPECT_EQ(BodyBytes(requests), 28 + 16 * 41 + stored);
+    EXPECT_EQ(progress_, stored);  // the ranges, not the header
+    EXPECT_NE(LogText().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
+                             " bytes), o resto do instalado"),
+              std::string::npos);
+  }
+
+  // 33 adjacent missing blocks: 32 in one request, the last one in a second.
+  {
+    const std::string old = Content(80, 0, 13);
+    std::string fresh = old;
+    for (std::size_t k = 10; k <= 42; ++k) fresh[k * kBlock] ^= 0x33;
+    const Published p = Publish("dados\\trecho.pak", fresh);
+    std::vector<std::size_t> changed(33);
+    for (std::size_t k = 0; k < 33; ++k) changed[k] = 10 + k;
+    ASSERT_LE(static_cast<double>(p.Stored(changed)), 0.6 * static_cast<double>(p.entry.bTamanho));
+    ASSERT_EQ(Run(p, Installed(p, old), nginx_.base_url), 0) << error_;
+    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+    const auto requests = RequestsFor(nginx_, p.uri, 3);
+    ASSERT_EQ(requests.size(), 3u);
+    EXPECT_EQ(requests[1].range, p.BlockRange(10, 41));
+    EXPECT_EQ(requests[2].range, p.BlockRange(42, 42));
+    EXPECT_EQ(BodyBytes(requests), 28 + 16 * 80 + p.Stored(changed));
+  }
+
+  // A server that ignores Range answers 200 every time; the slices still come out right.
+  {
+    const std::string old = Content(12, 5, 14);
+    std::string fresh = old;
+    fresh[5 * kBlock] ^= 1;
+    const Published p = Publish("sem-faixa.pak", fresh);
+    ASSERT_EQ(Run(p, Installed(p, old), fault_.base_url + "/norange"), 0) << error_;
+    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+    const auto requests = RequestsFor(fault_, "/norange" + p.uri, 2);
+    ASSERT_EQ(requests.size(), 2u);
+    EXPECT_EQ(requests[1].status, 200);
+  }
+}
+
+TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
+  const std::string old = Content(20, 100, 21);
+  std::string fresh = old;
+  for (const std::size_t k : {5u, 6u, 7u}) Scramble(fresh, k, static_cast<std::uint32_t>(k));
+  Published p = Publish("limite.pak", fresh);
+  for (const std::size_t k : {5u, 6u, 7u}) ASSERT_NE(p.table.blocks[k].stored_flag, 0u);
+  const auto installed = Installed(p, old);
+
+  // Missing bytes exactly 0.6 of the manifest's .orvb size still take ranges; one byte less of
+  // .orvb and the whole file comes instead.
+  p.entry.bTamanho = 3 * kBlock * 5 / 3;
+  ASSERT_EQ(Run(p, installed, nginx_.base_url), 0) << error_;
+  p.entry.bTamanho -= 1;
+  ASSERT_EQ(Run(p, installed, nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  auto requests = RequestsFor(nginx_, p.uri, 4);
+  ASSERT_EQ(requests.size(), 4u);
+  EXPECT_EQ(requests[1].range, p.BlockRange(5, 7));
+  EXPECT_EQ(requests[2].range, p.HeaderRange());
+  EXPECT_EQ(requests[3].range, "-");
+  EXPECT_NE(LogText().find("por bloco limite.pak: inteiro (3 de 21 blocos faltavam)"), std::string::npos);
+  EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
+
+  // No installed file: everything is missing. The download breaks off after 300000 bytes, the retry
+  // asks for the rest only. (More than one 256 KiB read arrives before the cut: WinHTTP under Wine
+  // drops a read that a reset interrupts.)
+  const Published whole = Publish("inteiro/novo.pak", Content(160, 0, 22));
+  const std::uint64_t size = whole.entry.bTamanho;
+  ASSERT_GT(size, 320000u);
+  Arm(2, "/cut/300000", whole);  // the header request is short enough to get through whole
+  ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", fault_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(whole)), Content(160, 0, 22));
+  EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
+  const std::string log = LogText();
+  const std::size_t line = log.find("download inteiro/novo.pak falhou (conexao caiu (");
+  ASSERT_NE(line, std::string::npos) << log;
+  EXPECT_NE(log.substr(line, log.find('\r', line) - line).find("), tentativa 1"), std::string::npos);
+  requests = RequestsFor(fault_, whole.uri, 3);
+  ASSERT_EQ(requests.size(), 3u);
+  EXPECT_EQ(requests[1].range, "-");
+  EXPECT_LE(requests[1].body_bytes, 300000u);
+  EXPECT_EQ(requests[2].status, 206);
+  EXPECT_LT(requests[2].body_bytes, size);
+  EXPECT_EQ(requests[2].range, "bytes=" + std::to_string(size - requests[2].body_bytes) + "-");
+
+  // A partial .orvb left by an earlier run is continued, not fetched again.
+  const std::string orvb = ReadTestFile(served_.path() / "inteiro/novo.pak.orvb");
+  WriteTestFile(Beside(whole, ".orvb.part"), orvb.substr(0, 5000));
+  ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  requests = RequestsFor(nginx_, whole.uri, 2);
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[1].range, "bytes=5000-");
+  EXPECT_EQ(requests[1].body_bytes, size - 5000);
+  EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
+
+  // A whole-length .orvb.part that is not the .orvb (the server answers 416 to it) fails to decode;
+  // it is thrown away so the next call starts clean.
+  WriteTestFile(Beside(whole, ".orvb.part"), "X" + orvb.substr(1));
+  EXPECT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
+  EXPECT_EQ(error_, "arquivo em blocos invalido");
+  EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
+  EXPECT_FALSE(PathExists(Beside(whole, ".bloco")));
+  ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+
+  // A whole .orvb.part of the previous publication, exactly as long as the new .orvb: it decodes,
+  // but to the old file. It must not be kept, or every later run would resume it and fail alike.
+  std::string before = Content(20, 0, 23);
+  Scramble(before, 3, 1);
+  std::string after = before;
+  Scramble(after, 3, 2);  // stored raw both times: the .orvb keeps its size
+  const std::string stale = ReadTestFile(served_.path() / (Publish("republicado.pak", before).name + ".orvb"));
+  const Published republished = Publish("republicado.pak", after);
+  ASSERT_EQ(stale.size(), republished.entry.bTamanho);
+  WriteTestFile(Beside(republished, ".orvb.part"), stale);
+  EXPECT_EQ(Run(republished, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
+  EXPECT_EQ(error_, "arquivo montado com hash errado");
+  EXPECT_FALSE(PathExists(Beside(republished, ".orvb.part")));
+  EXPECT_FALSE(PathExists(Beside(republished, ".bloco")));
+  ASSERT_EQ(Run(republished, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(republished)), after);
+}
+
+TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
+  const std::string old = Content(16, 300, 31);
+  std::string fresh = old;
+  Scramble(fresh, 9, 99);  // stored raw: 4096 bytes to cut short
+  const Published p = Publish("dados\\falhas.pak", fresh);
+  const auto installed = Installed(p, old);
+  const std::vector<std::uint32_t> all_delays{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000};
+
+  // The header fails twice, then comes: two pauses, no log line for them.
+  Arm(2, "/status/500", p);
+  ASSERT_EQ(Run(p, installed, fault_.base_url), 0) << error_;
+  EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
+  EXPECT_EQ(LogText().find("falhou"), std::string::npos);
+
+  // Eight header failures: a pause after each, the eighth included, and the last reason.
+  clock_.sleeps_ms.clear();
+  Arm(8, "/status/500", p);
+  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+  EXPECT_EQ(error_, "HTTP 500");
+  EXPECT_EQ(clock_.sleeps_ms, all_delays);
+
+  // A range that ends early is logged and asked again.
+  clock_.sleeps_ms.clear();
+  Arm(2, "/short/1000", p);
+  ASSERT_EQ(Run(p, installed, fault_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
+  EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"), std::string::npos);
+
+  // ...and gives up after the eighth.
+  clock_.sleeps_ms.clear();
+  Arm(9, "/short/1000", p);
+  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+  EXPECT_EQ(error_, "intervalo incompleto");
+  EXPECT_EQ(clock_.sleeps_ms, all_delays);
+  EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"), std::string::npos);
+  const std::size_t before = RequestsFor(fault_, p.uri, 4 + 8 + 3 + 9).size();
+  ASSERT_EQ(before, 4u + 8 + 3 + 9);
+
+  // A block that decodes to other bytes than the manifest says is not asked again.
+  clock_.sleeps_ms.clear();
+  Published lying = p;
+  lying.entry.blocos.replace(32 * 9, 32, std::string(32, '0'));
+  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(error_, "bloco 9 veio corrompido");
+  EXPECT_TRUE(clock_.sleeps_ms.empty());
+  EXPECT_EQ(RequestsFor(fault_, p.uri, before + 2).size(), before + 2);
+
+  // The assembled file is checked whole; a wrong one is deleted and its digest logged.
+  lying = p;
+  lying.entry.sha256 = std::string(64, 'f');
+  DeleteFileAt(Target(p));
+  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(error_, "arquivo montado com hash errado");
+  EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
+  EXPECT_FALSE(PathExists(Target(p)));
+  EXPECT_NE(LogText().find("por bloco dados\\falhas.pak: hash errado (" + p.entry.sha256 + ")"), std::string::npos);
+
+  // A table that disagrees with the manifest stops before any block.
+  lying = p;
+  lying.entry.tamanho += 1;
+  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
+  EXPECT_EQ(RequestsFor(fault_, p.uri, before + 5).size(), before + 5);
+
+  // Cancelled before the call: no request, the error text left alone.
+  cancel_ = 1;
+  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+  EXPECT_EQ(error_, "intocado");
+  const std::size_t before_cancel = RequestsFor(fault_, p.uri, before + 5).size();
+  EXPECT_EQ(before_cancel, before + 5);
+
+  // Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
+  cancel_ = 0;
+  clock_.sleeps_ms.clear();
+  error_.clear();
+  EXPECT_EQ(BlockDeltaDownload(p.entry, installed, Target(p), fault_.base_url + served_.UrlPath(""),
+                               [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
+            -1);
+  EXPECT_EQ(error_, "cancelado");
+  EXPECT_TRUE(PathExists(Beside(p, ".bloco")));
+  EXPECT_EQ(RequestsFor(fault_, p.uri, before_cancel + 2).size(), before_cancel + 2);
+
+  // Cancelled during a whole-file download: the .orvb.part is kept for the next run.
+  cancel_ = 0;
+  error_.clear();
+  EXPECT_EQ(BlockDeltaDownload(p.entry, folders_.root() / "jogo/nao-existe.pak", Target(p),
+                               nginx_.base_url + served_.UrlPath(""), [this](std::uint64_t) { cancel_ = 1; }, &cancel_,
+                               clock_, error_),
+            -1);
+  EXPECT_EQ(error_, "cancelado");
+  EXPECT_GT(FileSizeOf(Beside(p, ".orvb.part")), 0);
+}
+
+}  // namespace
