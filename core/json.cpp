@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "core/utf8.h"
+
 namespace {
 
 // One pass over the text with a cursor; every step fails when input ends where more is needed.
@@ -121,24 +123,6 @@ class Parser {
     return static_cast<unsigned>(std::strtoul(digits, nullptr, 16));
   }
 
-  static void AppendUtf8(std::string& out, unsigned cp) {
-    if (cp < 0x80) {
-      out.push_back(static_cast<char>(cp));
-    } else if (cp < 0x800) {
-      out.push_back(static_cast<char>(0xC0 | (cp >> 6)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else if (cp < 0x10000) {
-      out.push_back(static_cast<char>(0xE0 | (cp >> 12)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    } else {
-      out.push_back(static_cast<char>(0xF0 | (cp >> 18)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 12) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | ((cp >> 6) & 0x3F)));
-      out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
-    }
-  }
-
   // Cursor on "u" of a \u escape.
   bool ParseUnicodeEscape(std::string& out) {
     if (end_ - pos_ < 5) return false;
@@ -150,7 +134,7 @@ class Parser {
       cp = (cp << 10) + second - 0x35FDC00u;
       pos_ += 6;
     }
-    AppendUtf8(out, cp);
+    AppendUtf8(out, static_cast<char32_t>(cp));
     return true;
   }
 
