@@ -32,14 +32,15 @@ class ProgressView {
   explicit ProgressView(bool json) : json_(json), terminal_(!json && StdoutIsTerminal()) {}
 
   void Show(const std::string& message) {
+    JsonValue estado;
+    if (!ParseJson(message, estado)) return;
+    // The exit code follows the last "fase" in both output forms.
+    fase_ = estado.Find("fase").AsString("");
     if (json_) {
       std::printf("%s\n", message.c_str());
       std::fflush(stdout);
       return;
     }
-    JsonValue estado;
-    if (!ParseJson(message, estado)) return;
-    fase_ = estado.Find("fase").AsString("");
     const std::string line = Line(estado);
     if (terminal_) {
       std::printf("\r\x1b[2K%s", line.c_str());
