@@ -36,8 +36,8 @@ std::wstring EnvironmentBlock(const std::vector<std::string>& extra) {
     const std::wstring name = entry.substr(0, entry.find(L'=', 1) + 1);
     bool replaced = false;
     for (const std::wstring& override_entry : overrides) {
-      replaced = replaced || CompareStringOrdinal(override_entry.c_str(), static_cast<int>(name.size()),
-                                                  name.c_str(), static_cast<int>(name.size()), TRUE) == CSTR_EQUAL;
+      replaced = replaced || CompareStringOrdinal(override_entry.c_str(), static_cast<int>(name.size()), name.c_str(),
+                                                  static_cast<int>(name.size()), TRUE) == CSTR_EQUAL;
     }
     if (!replaced) block += entry + L'\0';
   }

@@ -7,8 +7,8 @@ bool HeldFile::SharingIsEnforced() { return true; }
 bool HeldFile::Hold(const std::filesystem::path& path) {
   Release();
   // No FILE_SHARE_WRITE and no FILE_SHARE_DELETE: a rename over it fails with a sharing violation.
-  const HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING,
-                                  FILE_ATTRIBUTE_NORMAL, nullptr);
+  const HANDLE file =
+      CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return false;
   handle_ = reinterpret_cast<std::intptr_t>(file);
   return true;

@@ -43,8 +43,8 @@ constexpr std::uint32_t kBlock = 64 << 10;
 // (one flush and one journalled move per file) takes long enough to be hit.
 
 std::string Words(std::mt19937_64& rng, size_t count) {
-  static const char* const kVocab[] = {"valdren", "espada", "escudo", "torre",  "dragão", "ferreiro", "taverna",
-                                       "cidade",  "muralha", "rio",   "ponte",  "guilda", "missão",   "ouro"};
+  static const char* const kVocab[] = {"valdren", "espada",  "escudo", "torre", "dragão", "ferreiro", "taverna",
+                                       "cidade",  "muralha", "rio",    "ponte", "guilda", "missão",   "ouro"};
   std::string text;
   for (size_t i = 0; i < count; ++i) text += std::string(kVocab[rng() % 14]) + (i % 12 == 11 ? "\n" : " ");
   return text;
@@ -86,7 +86,7 @@ Files BuildVersion(int version) {
   std::mt19937_64 text_rng(7);
   files["LEIAME.txt"] = Words(text_rng, 400);
   files["Conteúdo/Configuração/padrões.ini"] = "[Jogo]\nIdioma=pt-BR\n" + Words(text_rng, 50);
-  // Ranges: 6 of 32 blocks new, two of them copies of blocks the old version has elsewhere.
+  // Ranges: 4 of 32 blocks new; two more are copies of blocks found elsewhere in the old version.
   std::string world = AssetBytes(11, 32 * kBlock);
   if (v2) {
     for (size_t block : {3, 10, 11, 19}) world.replace(block * kBlock, kBlock, AssetBytes(100 + block, kBlock));
@@ -97,14 +97,14 @@ Files BuildVersion(int version) {
   std::string voices = AssetBytes(12, 24 * kBlock);
   if (v2) voices.replace(0, 20 * kBlock, AssetBytes(13, 20 * kBlock));
   files["Conteudo/Paks/vozes.pak"] = voices;
-  files["Binarios/Win64/ORV2.exe"] = "MZ" + AssetBytes(v2 ? 22 : 21, 768 * 1024);   // .orvz
+  files["Binarios/Win64/ORV2.exe"] = "MZ" + AssetBytes(v2 ? 22 : 21, 768 * 1024);  // .orvz
   std::mt19937_64 music_rng(v2 ? 32 : 31);
-  files["Conteudo/Audio/música_tema.ogg"] = Noise(music_rng, 512 * 1024);            // whole
-  for (int i = 0; i < 40; ++i) {                                                      // small .orvz
+  files["Conteudo/Audio/música_tema.ogg"] = Noise(music_rng, 512 * 1024);  // whole
+  for (int i = 0; i < 40; ++i) {                                           // small .orvz
     std::mt19937_64 rng(1000 + static_cast<std::uint64_t>(i));
     files[Numbered("Conteudo/Textos/falas_", i, ".txt")] = Words(rng, 300 + rng() % 600) + (v2 ? "versão 2\n" : "");
   }
-  for (int i = 0; i < 24; ++i) {                                                      // small, whole
+  for (int i = 0; i < 24; ++i) {  // small, whole
     std::mt19937_64 rng((v2 && i % 3 != 0 ? 3000 : 2000) + static_cast<std::uint64_t>(i));
     files[Numbered("Conteudo/Dados/tabela_", i, ".bin")] = Noise(rng, 1024 + rng() % 2048);
   }
@@ -137,8 +137,11 @@ std::string Differences(const Files& got, const Files& want) {
   std::string text;
   for (const auto& [name, bytes] : got) {
     const auto other = want.find(name);
-    if (other == want.end()) text += " +" + name;
-    else if (other->second != bytes) text += " ~" + name;
+    if (other == want.end()) {
+      text += " +" + name;
+    } else if (other->second != bytes) {
+      text += " ~" + name;
+    }
   }
   for (const auto& [name, bytes] : want) {
     if (!got.contains(name)) text += " -" + name;
@@ -146,15 +149,17 @@ std::string Differences(const Files& got, const Files& want) {
   return text;
 }
 
+constexpr char kMissing[] = "\x01<ausente>";  // no file has this content
+
 std::string Content(const fs::path& path) {
   std::string bytes;
-  return ReadWholeFile(path, bytes) ? bytes : std::string("\x01<ausente>");
+  return ReadWholeFile(path, bytes) ? bytes : std::string(kMissing);
 }
 
 // ---- The published channels and the server's view of them
 
 struct Channel {
-  std::string prefix;        // URL path of the channel folder, "/<served>/vN/"
+  std::string prefix;  // URL path of the channel folder, "/<served>/vN/"
   std::string manifest_url;
   Manifest manifest;
 };
@@ -201,8 +206,7 @@ Held HeldOf(const ManifestEntry& entry, const fs::path& game, const std::string&
     suffix = ".orvb.part";
     size = entry.bTamanho;
   }
-  return FileSizeOf(WithSuffix(staged, suffix)) == static_cast<std::int64_t>(size) ? Held::kDownloaded
-                                                                                     : Held::kNothing;
+  return FileSizeOf(WithSuffix(staged, suffix)) == static_cast<std::int64_t>(size) ? Held::kDownloaded : Held::kNothing;
 }
 
 // ---- One orvsync process
@@ -212,10 +216,10 @@ enum class Aim { kNone, kTransfer, kInstall };
 struct Outcome {
   bool killed = false;
   int exit_code = -1;
-  std::vector<std::string> lines;        // one JSON "estado" each
-  std::vector<double> line_ms;           // when each was read, from the start
-  std::optional<double> install_ms;      // when "Instalando…" was read, from the start
-  double end_ms = 0;                     // when the output ended
+  std::vector<std::string> lines;    // one JSON "estado" each
+  std::vector<double> line_ms;       // when each was read, from the start
+  std::optional<double> install_ms;  // when "Instalando…" was read, from the start
+  double end_ms = 0;                 // when the output ended
 };
 
 std::string FaseOf(const std::string& line) {
@@ -235,7 +239,7 @@ class CrashSafety : public testing::Test {
     Files v2 = BuildVersion(2);
     Channel channel_v1;
     Channel channel_v2;
-    fs::path installed_v1;  // a game folder at version 1, copied for every trial
+    fs::path installed_v1;       // a game folder at version 1, copied for every trial
     double transfer_ms = 0;      // an uninterrupted update's timeline: the last "verificando",
     double install_line_ms = 0;  // "Instalando…" and the end
     double end_ms = 0;
@@ -284,7 +288,10 @@ class CrashSafety : public testing::Test {
     }
     rig.installed_v1 = rig.work / "instalado-v1";
     const Outcome install = Sync(rig.installed_v1, rig.channel_v1, Aim::kNone, {});
-    if (install.exit_code != 0) return "instalar v1 falhou (" + std::to_string(install.exit_code) + "): " + (install.lines.empty() ? "" : install.lines.back());
+    if (install.exit_code != 0) {
+      return "instalar v1 falhou (" + std::to_string(install.exit_code) +
+             "): " + (install.lines.empty() ? "" : install.lines.back());
+    }
     if (ReadFolder(rig.installed_v1) != rig.v1) return "v1 instalada difere do build";
 
     // One uninterrupted update gives the timeline the kills aim at and the bytes it fetches.
@@ -386,14 +393,14 @@ class CrashSafety : public testing::Test {
       if (name.empty()) continue;
       const Held held = before.at(name);
       EXPECT_FALSE(held == Held::kDone) << name << " finished, yet requested again " << when;
-      const ManifestEntry& entry = *std::find_if(rig_->channel_v2.manifest.arquivos.begin(),
-                                                 rig_->channel_v2.manifest.arquivos.end(),
-                                                 [&](const ManifestEntry& e) { return e.caminho == name; });
+      const ManifestEntry& entry =
+          *std::find_if(rig_->channel_v2.manifest.arquivos.begin(), rig_->channel_v2.manifest.arquivos.end(),
+                        [&](const ManifestEntry& e) { return e.caminho == name; });
       const std::string table = "bytes=0-" + std::to_string(28 + 16 * entry.BlockCount() - 1);
       const bool allowed = entries[i].status == 416 || (entry.HasBlockVariant() && entries[i].range == table);
       EXPECT_FALSE(held == Held::kDownloaded && !allowed)
-          << name << " downloaded whole, yet fetched again (" << entries[i].status << ", "
-          << entries[i].body_bytes << " bytes) " << when;
+          << name << " downloaded whole, yet fetched again (" << entries[i].status << ", " << entries[i].body_bytes
+          << " bytes) " << when;
     }
   }
 
@@ -403,8 +410,8 @@ class CrashSafety : public testing::Test {
     for (const auto& [name, bytes] : rig_->v2) {
       const std::string installed = Content(JoinRelative(game, name));
       const auto old = rig_->v1.find(name);
-      const bool whole = installed == bytes || (old != rig_->v1.end() ? installed == old->second
-                                                                       : installed == "\x01<ausente>");
+      const bool whole =
+          installed == bytes || (old != rig_->v1.end() ? installed == old->second : installed == kMissing);
       if (!whole) torn += " " + name;
     }
     return torn;
@@ -439,8 +446,8 @@ TEST_F(CrashSafety, KilledAnywhereTheNextRunsFinishTheUpdateWithoutFetchingTwice
   // uninterrupted run (startup jitter spreads them a little); kills aimed at the install fall
   // between "Instalando…" and the end.
   const auto transfer_from_us = static_cast<std::uint64_t>(rig_->transfer_ms * 1000);
-  const auto transfer_us = std::max<std::uint64_t>(
-      static_cast<std::uint64_t>((rig_->install_line_ms - rig_->transfer_ms) * 1000), 1);
+  const auto transfer_us =
+      std::max<std::uint64_t>(static_cast<std::uint64_t>((rig_->install_line_ms - rig_->transfer_ms) * 1000), 1);
   const auto install_us =
       std::max<std::uint64_t>(static_cast<std::uint64_t>((rig_->end_ms - rig_->install_line_ms) * 1000), 1);
   std::map<std::string, int> kills_by_fase;  // the last "fase" the killed process reported
@@ -523,14 +530,16 @@ TEST_F(CrashSafety, KilledAnywhereTheNextRunsFinishTheUpdateWithoutFetchingTwice
 
   std::uint64_t update_bytes = 0;
   for (const auto& [name, bytes] : rig_->baseline_bytes) update_bytes += bytes;
-  std::printf("%d kills; re-fetched bytes of partial files: %llu in all, at most %llu in one trial "
-              "(one update fetches %llu)\n",
-              kills, static_cast<unsigned long long>(refetched), static_cast<unsigned long long>(worst_trial),
-              static_cast<unsigned long long>(update_bytes));
+  std::printf(
+      "%d kills; re-fetched bytes of partial files: %llu in all, at most %llu in one trial "
+      "(one update fetches %llu)\n",
+      kills, static_cast<unsigned long long>(refetched), static_cast<unsigned long long>(worst_trial),
+      static_cast<unsigned long long>(update_bytes));
   for (const auto& [name, bytes] : refetched_by_file) {
     std::printf("  re-fetched %s: %llu\n", name.c_str(), static_cast<unsigned long long>(bytes));
   }
-  for (const auto& [fase, count] : kills_by_fase) std::printf("  kills aimed at/last fase %s: %d\n", fase.c_str(), count);
+  for (const auto& [fase, count] : kills_by_fase)
+    std::printf("  kills aimed at/last fase %s: %d\n", fase.c_str(), count);
   std::printf("  trials that left an empty staging folder: %d\n", empty_staging);
   std::printf("  journals torn by a kill (removed by hand): %d\n", torn_journals);
   RecordProperty("seed", std::to_string(seed));
