@@ -548,6 +548,24 @@ TEST_F(CrashSafety, KilledAnywhereTheNextRunsFinishTheUpdateWithoutFetchingTwice
   RecordProperty("refetched_bytes", std::to_string(refetched));
 }
 
+TEST_F(CrashSafety, ACrashBetweenPlacingAFileAndDeletingItsDownloadLeavesNothingBehind) {
+  // As after kills right after a result was placed in the staging folder: the verified file is
+  // there, and so is the .orvz or the whole .orvb it came from.
+  const fs::path game = rig_->work / "jogo-sobras";
+  fs::copy(rig_->installed_v1, game, fs::copy_options::recursive);
+  const fs::path staging = StagingFolder(game);
+  for (const char* name : {"Binarios/Win64/ORV2.exe", "Conteudo/Paks/vozes.pak"}) {
+    WriteTestFile(JoinRelative(staging, name), rig_->v2.at(name));
+  }
+  WriteTestFile(JoinRelative(staging, "Binarios/Win64/ORV2.exe.orvz.part"), "compactado");
+  WriteTestFile(JoinRelative(staging, "Conteudo/Paks/vozes.pak.orvb.part"), "blocos");
+
+  const Outcome outcome = Sync(game, rig_->channel_v2, Aim::kNone, {});
+  EXPECT_EQ(outcome.exit_code, 0) << (outcome.lines.empty() ? "" : outcome.lines.back());
+  const Files got = ReadFolder(game);
+  EXPECT_TRUE(got == rig_->v2) << Differences(got, rig_->v2);
+}
+
 TEST_F(CrashSafety, AFileHeldOpenFailsTheInstallAndTheNextRunFinishesIt) {
   if (!HeldFile::SharingIsEnforced()) {
     GTEST_SKIP() << "POSIX has no sharing modes: a file held open never stops the install here";
