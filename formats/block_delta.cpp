@@ -236,11 +236,13 @@ class BlockDelta {
       Log("por bloco %s: hash errado (%s)", entry_.caminho.c_str(), digest.c_str());
       return -1;
     }
-    if (whole_kept_) DeleteFileAt(whole_);
+    // Placed first, deleted second: a crash in between leaves a spare .orvb (dropped when the staged
+    // file is taken up), never an assembled file without the download it came from.
     if (!MoveFileReplacing(assembled_, target_, /*write_through=*/false)) {
       error_ = "falha ao gravar (disco cheio?)";
       return -1;
     }
+    if (whole_kept_) DeleteFileAt(whole_);
     return 0;
   }
 

@@ -144,11 +144,23 @@ bool Install(RunContext& run, const std::vector<std::string>& install_list, std:
   return true;
 }
 
+// A crash between placing a verified result and deleting what it was made from (a .orvz or a whole
+// .orvb) leaves that work file behind. Once the staged copy has been verified it is only clutter, and
+// a later download of the same path would resume from it as if it were a partial of the new file.
+void DropWorkFiles(const std::filesystem::path& staged) {
+  for (const char* suffix : {".part", ".orvz.part", ".descomp", ".bloco", ".orvb.part"}) {
+    DeleteFileAt(WithSuffix(staged, suffix));
+  }
+}
+
 }  // namespace
 
 TransferOutcome TransferAndInstall(RunContext& run, const UpdatePlan& plan) {
   std::vector<std::string> install_list;
-  for (const ManifestEntry* entry : plan.staged) install_list.push_back(entry->caminho);
+  for (const ManifestEntry* entry : plan.staged) {
+    DropWorkFiles(JoinRelative(StagingFolder(run.game), entry->caminho));
+    install_list.push_back(entry->caminho);
+  }
 
   const auto n = static_cast<std::int32_t>(plan.to_fetch.size());
   TransferProgress progress(run.reporter, run.clock(), n, plan.planned_bytes);
