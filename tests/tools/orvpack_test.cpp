@@ -10,6 +10,7 @@
 #include "core/file_util.h"
 #include "core/paths.h"
 #include "support/fake_clock.h"
+#include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "test_servers.h"
 #include "tools/orvpack/inspect.h"
@@ -21,15 +22,6 @@
 
 namespace {
 
-std::string Noise(std::size_t size, std::uint32_t x) {
-  std::string bytes(size, '\0');
-  for (auto& b : bytes) {
-    x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-    b = static_cast<char>(x >> 24);
-  }
-  return bytes;
-}
-
 std::string Text(std::size_t lines) {
   std::string text;
   for (std::size_t i = 0; i < lines; ++i) text += "linha " + std::to_string(i) + ": o vale de Valdren\n";
@@ -38,7 +30,7 @@ std::string Text(std::size_t lines) {
 
 // Half noise, half a repeated byte in every 4 KiB: compresses, but not to nothing.
 std::string Pack(std::size_t size) {
-  std::string bytes = Noise(size, 77);
+  std::string bytes = NoiseBytes(size, 77);
   for (std::size_t i = 0; i < size; ++i) {
     if (i % 4096 >= 2048) bytes[i] = 'p';
   }
@@ -48,7 +40,7 @@ std::string Pack(std::size_t size) {
 const std::vector<std::pair<std::string, std::string>>& BuildFiles() {
   static const std::vector<std::pair<std::string, std::string>> files{
       {"leia-me.txt", Text(800)},                        // compresses: .orvz
-      {"bin/motor.dll", Noise(5000, 3)},                 // does not: plain only
+      {"bin/motor.dll", NoiseBytes(5000, 3)},                 // does not: plain only
       {"mapas/região/mundo.pak", Pack(300000)},          // above --bloco-minimo: .orvb
       {"mapas/região/árvore ç.cfg", "largura=3\n"},      // tiny, non-ASCII name
       {"vazio.dat", ""},

@@ -8,6 +8,7 @@
 
 #include "core/file_util.h"
 #include "core/paths.h"
+#include "support/noise_bytes.h"
 #include "support/temp_dir.h"
 #include "test_servers.h"
 #include "update/http_client.h"
@@ -15,17 +16,6 @@
 namespace {
 
 constexpr std::uint64_t kReadBuffer = 256u << 10;
-
-// Pseudo-random bytes: every offset differs, so a slice from the wrong place never matches.
-std::string Pattern(std::size_t size, std::uint32_t seed = 2463534242u) {
-  std::string bytes(size, '\0');
-  std::uint32_t x = seed;
-  for (auto& b : bytes) {
-    x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-    b = static_cast<char>(x >> 24);
-  }
-  return bytes;
-}
 
 struct ChunkLog {
   std::vector<std::uint64_t> chunks;
@@ -56,7 +46,7 @@ class HttpClient : public ::testing::Test {
 };
 
 TEST_F(HttpClient, FetchToMemoryReadsTheWholeBodyWithoutCaching) {
-  const std::string content = Pattern(200000);  // several 64 KiB reads
+  const std::string content = NoiseBytes(200000);  // several 64 KiB reads
   const std::string path = Serve("manifest.json", content);
   std::string body = "antigo";
   reason_ = "intocado";
@@ -79,7 +69,7 @@ TEST_F(HttpClient, FetchToMemoryReadsTheWholeBodyWithoutCaching) {
 }
 
 TEST_F(HttpClient, DownloadWithoutAPartialFileSendsNoRange) {
-  const std::string content = Pattern(1000003);
+  const std::string content = NoiseBytes(1000003);
   const std::string path = Serve("jogo.pak", content);
   const auto target = local_ / "novo/pasta/jogo.pak";  // parents are made
   ChunkLog progress;
@@ -104,7 +94,7 @@ TEST_F(HttpClient, DownloadWithoutAPartialFileSendsNoRange) {
 }
 
 TEST_F(HttpClient, DownloadResumesAPartialFile) {
-  const std::string content = Pattern(1 << 20);
+  const std::string content = NoiseBytes(1 << 20);
   const std::string path = Serve("jogo.pak", content);
   const auto target = local_ / "jogo.pak";
   WriteTestFile(target, content.substr(0, 300000));
@@ -119,11 +109,11 @@ TEST_F(HttpClient, DownloadResumesAPartialFile) {
 }
 
 TEST_F(HttpClient, A416LeavesTheWholePartialFileAlone) {
-  const std::string content = Pattern(50000);
+  const std::string content = NoiseBytes(50000);
   const std::string path = Serve("jogo.pak", content);
   const auto target = local_ / "jogo.pak";
   // As long as the remote file but different: proof that nothing was written.
-  const std::string local = Pattern(50000, 7);
+  const std::string local = NoiseBytes(50000, 7);
   WriteTestFile(target, local);
   ChunkLog progress;
   reason_ = "intocado";
@@ -138,7 +128,7 @@ TEST_F(HttpClient, A416LeavesTheWholePartialFileAlone) {
 }
 
 TEST_F(HttpClient, A200ToARangeRestartsTheDownloadFromByteZero) {
-  const std::string content = Pattern(700000);
+  const std::string content = NoiseBytes(700000);
   const std::string path = Serve("jogo.pak", content);
   const auto target = local_ / "jogo.pak";
   WriteTestFile(target, std::string(5000, 'x'));  // not even the right prefix
@@ -154,7 +144,7 @@ TEST_F(HttpClient, A200ToARangeRestartsTheDownloadFromByteZero) {
 }
 
 TEST_F(HttpClient, FetchRangeTakesItsSliceFromA206OrA200) {
-  const std::string content = Pattern(1 << 20);
+  const std::string content = NoiseBytes(1 << 20);
   const std::string path = Serve("blocos.orvb", content);
   std::vector<std::uint8_t> buffer(10, 0xEE);  // cleared first
 
@@ -178,7 +168,7 @@ TEST_F(HttpClient, FetchRangeTakesItsSliceFromA206OrA200) {
 }
 
 TEST_F(HttpClient, AnEarlyEndFailsARangeButNotADownload) {
-  const std::string content = Pattern(10000);
+  const std::string content = NoiseBytes(10000);
   const std::string path = Serve("jogo.pak", content);
   std::vector<std::uint8_t> buffer;
   // The server closes cleanly after 1000 of the promised bytes.
@@ -196,7 +186,7 @@ TEST_F(HttpClient, AnEarlyEndFailsARangeButNotADownload) {
 }
 
 TEST_F(HttpClient, FailuresAreReportedWithTheirTexts) {
-  const std::string content = Pattern(300000);
+  const std::string content = NoiseBytes(300000);
   const std::string path = Serve("jogo.pak", content);
   const auto target = local_ / "jogo.pak";
   std::vector<std::uint8_t> buffer;
@@ -252,7 +242,7 @@ TEST_F(HttpClient, FailuresAreReportedWithTheirTexts) {
 }
 
 TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
-  const std::string content = Pattern(4 << 20);
+  const std::string content = NoiseBytes(4 << 20);
   const std::string path = Serve("grande.pak", content);
   const std::string url = nginx_.base_url + path;
   const auto target = local_ / "grande.pak";
@@ -295,7 +285,7 @@ TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
 }
 
 TEST_F(HttpClient, ADownloadCutMidwayResumesToTheSameBytes) {
-  const std::string content = Pattern(1 << 20);
+  const std::string content = NoiseBytes(1 << 20);
   const std::string path = Serve("jogo.pak", content);
   // The next request for this file breaks off after 100000 bytes; the one after is served plainly.
   std::string armed;
@@ -319,7 +309,7 @@ TEST_F(HttpClient, ADownloadCutMidwayResumesToTheSameBytes) {
 }
 
 TEST_F(HttpClient, RedirectsAndUnsafeCharactersBehaveAlike) {
-  const std::string content = Pattern(3000);
+  const std::string content = NoiseBytes(3000);
   const std::string path = Serve("com espaco.pak", content);
   std::string body;
   // A blank in the path goes out escaped.

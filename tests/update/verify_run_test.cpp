@@ -14,6 +14,7 @@
 #include "core/json.h"
 #include "core/paths.h"
 #include "support/fake_clock.h"
+#include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "test_servers.h"
 #include "tools/common/console.h"
@@ -29,17 +30,6 @@ namespace fs = std::filesystem;
 
 // The suffix every message after the manifest carries, for the manifests PublishManifest writes.
 const std::string kSuffix = R"(,"versaoCliente":"2.7.1","versaoServidor":"sul \"7\"")";
-
-// Pseudo-random bytes: two different seeds never give equal content.
-std::string Pattern(std::size_t size, std::uint32_t seed) {
-  std::string bytes(size, '\0');
-  std::uint32_t x = seed;
-  for (auto& b : bytes) {
-    x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-    b = static_cast<char>(x >> 24);
-  }
-  return bytes;
-}
 
 // An "estado" message as the page must receive it, spelled out here rather than by the engine's builder.
 std::string Estado(const std::string& fase, const std::string& texto, int atual, int total, std::uint64_t bytes,
@@ -105,7 +95,7 @@ class VerifyRun : public ::testing::Test {
 };
 
 TEST_F(VerifyRun, CurrentFolderIsUpToDateAndIsThenReverifiedWithoutReadingFileData) {
-  const std::string a = Pattern(300000, 1), c = Pattern(1000, 2);
+  const std::string a = NoiseBytes(300000, 1), c = NoiseBytes(1000, 2);
   PublishManifest({Entry("dados/a.pak", a), Entry("b\\sub\\c.bin", c), Entry("vazio.txt", "")});
   Install("dados/a.pak", a);
   Install("b\\sub\\c.bin", c);
@@ -133,7 +123,7 @@ TEST_F(VerifyRun, CurrentFolderIsUpToDateAndIsThenReverifiedWithoutReadingFileDa
   // Other bytes of the same size with the same time: only reading the data could tell. The second
   // run still calls the folder current and hashes nothing, and hashes.json is not written again.
   const std::uint64_t a_filetime = FileWriteTime(a_path);
-  WriteTestFile(a_path, Pattern(300000, 3));
+  WriteTestFile(a_path, NoiseBytes(300000, 3));
   fs::last_write_time(a_path, a_time);
   ASSERT_EQ(FileWriteTime(a_path), a_filetime) << "could not put the write time back";
   EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("pronto", "Jogo atualizado.", 3, 3, total, total)}));
@@ -152,11 +142,11 @@ TEST_F(VerifyRun, CurrentFolderIsUpToDateAndIsThenReverifiedWithoutReadingFileDa
 
 TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
   // Four blocks of 4096 bytes; the installed copy holds three of them, moved around.
-  const std::string blocks = Pattern(16384, 10);
+  const std::string blocks = NoiseBytes(16384, 10);
   std::string block_digests;
   for (std::size_t at = 0; at < blocks.size(); at += 4096) block_digests += Sha256OfBuffer(blocks.data() + at, 4096);
-  const std::string ok = Pattern(100, 11), novo = Pattern(3000, 12), mudou = Pattern(5000, 13),
-                    pronto = Pattern(209715, 14);
+  const std::string ok = NoiseBytes(100, 11), novo = NoiseBytes(3000, 12), mudou = NoiseBytes(5000, 13),
+                    pronto = NoiseBytes(209715, 14);
   const std::vector<std::string> entries = {
       Entry("ok.txt", ok),
       Entry("novo.bin", novo, ",\"zTamanho\":1048576"),
@@ -166,9 +156,9 @@ TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
   };
   PublishManifest(entries);
   Install("ok.txt", ok);
-  Install("mudou.bin", Pattern(5000, 15));
+  Install("mudou.bin", NoiseBytes(5000, 15));
   Install("blocos.pak", blocks.substr(12288, 4096) + blocks.substr(4096, 4096) + blocks.substr(0, 4096));
-  Stage("mudou.bin", Pattern(5000, 16));  // the right size, the wrong bytes
+  Stage("mudou.bin", NoiseBytes(5000, 16));  // the right size, the wrong bytes
   Stage("pronto.txt", pronto);
 
   // novo.bin: its .orvz size. mudou.bin: whole, its staged copy is no good. blocos.pak: one block
@@ -187,7 +177,7 @@ TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
                        0, planned),
             }));
   EXPECT_FALSE(fs::exists(Installed("novo.bin")));  // verification downloads and installs nothing
-  EXPECT_EQ(ReadTestFile(Installed("mudou.bin")), Pattern(5000, 15));
+  EXPECT_EQ(ReadTestFile(Installed("mudou.bin")), NoiseBytes(5000, 15));
 
   // Everything else current: only the staged file is left to install.
   Install("novo.bin", novo);
@@ -226,7 +216,7 @@ TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
   // game folder lies a file one of them names; it must not even be read.
   const fs::path outside = folders_.root() / "fora.txt";
   WriteTestFile(outside, "original");
-  const std::string bom = Pattern(50, 20), maius = Pattern(70, 21);
+  const std::string bom = NoiseBytes(50, 20), maius = NoiseBytes(70, 21);
   served_.Put("maius.txt", maius);
   std::string upper = Sha256OfFile(JoinRelative(served_.path(), "maius.txt"), {}, nullptr);
   for (char& ch : upper) ch = static_cast<char>(std::toupper(static_cast<unsigned char>(ch)));
@@ -240,12 +230,12 @@ TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
       Entry("maius.txt", maius, "", upper),
       "{\"caminho\":\"curto.txt\",\"sha256\":\"" + other.substr(1) + "\",\"tamanho\":8}",
       // One block digest short of 200 / 64 rounded up: no block variant, so the .orvz size counts.
-      Entry("blocos.txt", Pattern(200, 22),
+      Entry("blocos.txt", NoiseBytes(200, 22),
             ",\"zTamanho\":120,\"bloco\":64,\"bTamanho\":999,\"blocos\":\"" + std::string(96, 'f') + "\""),
   });
   Install("bom.txt", bom);
   Install("maius.txt", maius);
-  Install("blocos.txt", Pattern(150, 23));
+  Install("blocos.txt", NoiseBytes(150, 23));
   const std::string due = Estado("desatualizado", "Atualização disponível: 2 arquivos, 0,0 MB.", 0, 2, 0, 70 + 120);
   EXPECT_EQ(Verify(), (std::vector<std::string>{
                           kSearching,
@@ -286,7 +276,7 @@ TEST_F(VerifyRun, DamagedJournalBlocksTheRunUntilRemovedByHand) {
 
 // orvsync drives the same run; its exit code tells a script what the last "estado" said.
 TEST_F(VerifyRun, OrvsyncExitCodes) {
-  const std::string bytes = Pattern(4096, 30);
+  const std::string bytes = NoiseBytes(4096, 30);
   PublishManifest({Entry("jogo.pak", bytes)});
   const auto run = [this](const std::string& url, std::string& out) {
     ::testing::internal::CaptureStdout();
