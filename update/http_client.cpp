@@ -51,14 +51,44 @@ class MemoryFetch final : public ResponseHandler {
   std::string& reason_;
 };
 
+// What the two body handlers share: the cancel test before each read, a dropped connection, and
+// the first failure's text.
+class CancellableHandler : public ResponseHandler {
+ public:
+  bool BeforeRead() override {
+    if (!IsSet(cancel_)) return true;
+    Fail("cancelado");
+    return false;
+  }
+  void OnReadError(unsigned long code) override { Fail(DroppedText(code)); }
+
+ protected:
+  CancellableHandler(const CancelFlag* cancel, std::string& reason) : cancel_(cancel), reason_(reason) {}
+
+  void Fail(std::string text) {
+    reason_ = std::move(text);
+    failed_ = true;
+  }
+  [[nodiscard]] bool failed() const { return failed_; }
+  std::string& reason() { return reason_; }
+
+ private:
+  const CancelFlag* cancel_;
+  std::string& reason_;
+  bool failed_ = false;
+};
+
 // Bytes first..last of a file. A server that ignores the range sends the file from byte 0 with
 // 200: the leading bytes are skipped and the exchange is dropped once the slice is complete.
-class RangeFetch final : public ResponseHandler {
+class RangeFetch final : public CancellableHandler {
  public:
   RangeFetch(std::uint64_t first, std::uint64_t last, std::vector<std::uint8_t>& buffer,
              const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason)
-      : first_(first), expected_(last - first + 1), buffer_(buffer), progress_(progress), cancel_(cancel),
-        reason_(reason) {}
+      : CancellableHandler(cancel, reason),
+        first_(first),
+        expected_(last - first + 1),
+        buffer_(buffer),
+        progress_(progress) {}
 
   bool OnStatus(int status) override {
     if (status != 206 && status != 200) {
@@ -69,11 +99,6 @@ class RangeFetch final : public ResponseHandler {
     skip_ = partial_ ? 0 : first_;
     buffer_.reserve(expected_);
     return true;
-  }
-  bool BeforeRead() override {
-    if (!IsSet(cancel_)) return true;
-    Fail("cancelado");
-    return false;
   }
   bool OnChunk(const std::uint8_t* data, std::size_t size) override {
     std::size_t used = 0;
@@ -90,40 +115,31 @@ class RangeFetch final : public ResponseHandler {
     complete_ = true;
     return false;
   }
-  void OnReadError(unsigned long code) override { Fail(DroppedText(code)); }
 
   [[nodiscard]] bool Finish() {
-    if (failed_) return false;
+    if (failed()) return false;
     if (complete_) return true;
-    reason_ = "intervalo incompleto";
+    reason() = "intervalo incompleto";
     return false;
   }
 
  private:
-  void Fail(std::string text) {
-    reason_ = std::move(text);
-    failed_ = true;
-  }
-
   const std::uint64_t first_;
   const std::uint64_t expected_;
   std::vector<std::uint8_t>& buffer_;
   const ProgressCallback& progress_;
-  const CancelFlag* cancel_;
-  std::string& reason_;
   bool partial_ = false;
   std::uint64_t skip_ = 0;
   bool complete_ = false;
-  bool failed_ = false;
 };
 
 // A whole file into `path`, appending to a partial file when the server answers the open-ended
 // range with 206. The body's length is not checked: the caller's digest decides.
-class FileDownload final : public ResponseHandler {
+class FileDownload final : public CancellableHandler {
  public:
   FileDownload(const std::filesystem::path& path, std::int64_t existing, const ProgressCallback& progress,
                const CancelFlag* cancel, std::string& reason)
-      : path_(path), existing_(existing), progress_(progress), cancel_(cancel), reason_(reason) {}
+      : CancellableHandler(cancel, reason), path_(path), existing_(existing), progress_(progress) {}
 
   bool OnStatus(int status) override {
     // 416: the range starts at or past the end, so the partial file is already whole.
@@ -142,11 +158,6 @@ class FileDownload final : public ResponseHandler {
     }
     return true;
   }
-  bool BeforeRead() override {
-    if (!IsSet(cancel_)) return true;
-    Fail("cancelado");
-    return false;
-  }
   bool OnChunk(const std::uint8_t* data, std::size_t size) override {
     if (!file_.Write(data, size)) {
       Fail("disco cheio ou sem permissao");
@@ -155,26 +166,17 @@ class FileDownload final : public ResponseHandler {
     if (progress_) progress_(size);
     return true;
   }
-  void OnReadError(unsigned long code) override { Fail(DroppedText(code)); }
 
   [[nodiscard]] bool Finish() {
     file_.Close();
-    return !failed_;
+    return !failed();
   }
 
  private:
-  void Fail(std::string text) {
-    reason_ = std::move(text);
-    failed_ = true;
-  }
-
   const std::filesystem::path& path_;
   const std::int64_t existing_;
   const ProgressCallback& progress_;
-  const CancelFlag* cancel_;
-  std::string& reason_;
   File file_;
-  bool failed_ = false;
 };
 
 }  // namespace
