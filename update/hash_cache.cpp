@@ -41,7 +41,7 @@ HashCache HashCache::Load(const std::filesystem::path& game_folder) {
   std::string text;
   JsonValue root;
   if (!ReadWholeFile(HashCachePath(game_folder), text) || !ParseJson(text, root)) return cache;
-  cache.on_disk_ = std::move(text);
+  cache.saved_ = true;
   for (const auto& [key, member] : root.members) {
     HashCacheEntry entry;
     entry.t = ToU64(member.Find("t"));
@@ -53,10 +53,9 @@ HashCache HashCache::Load(const std::filesystem::path& game_folder) {
 }
 
 void HashCache::Save(const std::filesystem::path& game_folder) {
-  std::string text = Text();
-  if (text == on_disk_) return;
+  if (saved_) return;
   // A cache that cannot be written only costs a re-hash on the next run.
-  if (WriteWholeFile(HashCachePath(game_folder), text)) on_disk_ = std::move(text);
+  saved_ = WriteWholeFile(HashCachePath(game_folder), Text());
 }
 
 const std::string* HashCache::Lookup(const std::string& key, std::uint64_t size, std::uint64_t time) const {
@@ -67,7 +66,10 @@ const std::string* HashCache::Lookup(const std::string& key, std::uint64_t size,
 
 void HashCache::Store(const std::string& key, HashCacheEntry entry) {
   if (entry.s.empty()) return;  // no digest (a failed or cancelled hash) is never remembered
-  entries_[key] = std::move(entry);
+  HashCacheEntry& slot = entries_[key];
+  if (slot.t == entry.t && slot.d == entry.d && slot.s == entry.s) return;
+  slot = std::move(entry);
+  saved_ = false;
 }
 
 std::string HashCache::Text() const {

@@ -18,7 +18,8 @@ class HashCache {
   // Empty when the file is missing, unreadable or not JSON (nothing reported, nothing removed).
   [[nodiscard]] static HashCache Load(const std::filesystem::path& game_folder);
   // Writes the whole cache; a failed write only costs time on the next run. Nothing is written when
-  // the file already holds exactly this text (a re-verification of an unchanged game writes nothing).
+  // no entry changed since the file was loaded or last saved (a re-verification of an unchanged game
+  // writes nothing).
   void Save(const std::filesystem::path& game_folder);
 
   // The cached digest when the entry's size and time equal these; nullptr otherwise.
@@ -32,7 +33,7 @@ class HashCache {
 
  private:
   std::map<std::string, HashCacheEntry> entries_;  // ordered by byte comparison of the keys
-  std::string on_disk_;                            // the file's text when loaded or last saved
+  bool saved_ = false;                             // the file holds these entries
 };
 
 [[nodiscard]] std::filesystem::path HashCachePath(const std::filesystem::path& game_folder);
