@@ -2,7 +2,7 @@
 // warm (the cache from the cold run: only sizes and write times are looked at). Prints both times and
 // the ratio. The page cache is warm for both, which favours the cold run.
 //
-//   bench_reverify [file count = 10000] [file size = 262144] [folder = $TMPDIR/orv-reverify]
+//   bench_reverify [file count = 10000] [file size = 1048576] [folder = $TMPDIR/orv-reverify]
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
@@ -68,7 +68,7 @@ double TimeVerification(const std::filesystem::path& folder, const std::vector<M
 
 int main(int argc, char** argv) {
   const int count = argc > 1 ? std::atoi(argv[1]) : 10000;
-  const std::size_t size = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 262144;
+  const std::size_t size = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1048576;
   const char* tmp = std::getenv("TMPDIR");
   const std::filesystem::path folder = argc > 3 ? std::filesystem::path(argv[3])
                                                 : std::filesystem::path(tmp ? tmp : "/tmp") / "orv-reverify";
