@@ -23,12 +23,7 @@ for tool in zsync zsyncmake; do
   command -v "$tool" >/dev/null || { echo "missing $tool: apt-get install zsync" >&2; exit 1; }
 done
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/orv-bench-delta.XXXXXX")
-cleanup() {
-  python3 "$root/tests/fixtures/serverctl.py" stop nginx --state "$work/servers" >/dev/null 2>&1 || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
+source "$root/bench/work-folder.sh" orv-bench-delta
 
 mkdir -p "$work/servers/www" "$work/old"
 # head ends the pipe early on purpose: the broken pipe upstream is no failure here.

@@ -21,12 +21,7 @@ for tool in "$bench_hash" "$bench_download" "$bench_reverify"; do
   [ -x "$tool" ] || { echo "missing $tool: build the linux-bench preset first" >&2; exit 1; }
 done
 
-work=$(mktemp -d "${TMPDIR:-/tmp}/orv-bench.XXXXXX")
-cleanup() {
-  python3 "$root/tests/fixtures/serverctl.py" stop nginx --state "$work/servers" >/dev/null 2>&1 || true
-  rm -rf "$work"
-}
-trap cleanup EXIT
+source "$root/bench/work-folder.sh" orv-bench
 
 # Nanoseconds of the best of three runs of a command (its output discarded); before_each runs
 # untimed before every run.
