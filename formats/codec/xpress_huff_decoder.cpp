@@ -22,10 +22,12 @@ constexpr unsigned kMaxCodeLength = 15;
 constexpr std::size_t kTableBytes = 256;
 constexpr std::size_t kTableSpan = 65536;
 
-// Entry: bits 0..9 symbol (kInvalid when no code leads here), bits 16..20 code bits to consume;
-// kSubtable set: bits 0..15 are the subtable's offset and 11 bits are consumed first.
-constexpr std::uint32_t kSubtable = 0x80000000u;
+// Entry: bits 0..4 code bits to consume (so the entry itself can be the shift count), bits 16..25
+// symbol (kInvalid when no code leads here, consuming nothing); kSubtable set: bits 16..31 are the
+// subtable's offset and bits 0..4 hold the 11 bits consumed before it.
+constexpr std::uint32_t kSubtable = 0x8000u;
 constexpr std::uint32_t kInvalid = 0x3FF;
+constexpr std::uint32_t kInvalidEntry = kInvalid << 16;
 constexpr std::size_t kMaxSubtables = 512;  // one per symbol at most
 
 struct DecodeTable {
@@ -58,7 +60,7 @@ bool BuildDecodeTable(const std::uint8_t* packed, DecodeTable& table) {
   }
   const unsigned used = offset[kMaxCodeLength];  // offset[len] now ends length len's run
 
-  for (auto& e : table.main) e = kInvalid;
+  for (auto& e : table.main) e = kInvalidEntry;
   unsigned next = 0, code = 0, len = 1, subtables = 0;
   unsigned current_prefix = ~0u, current_sub = 0;
   for (; len <= kMaxCodeLength; ++len, code <<= 1) {
@@ -66,7 +68,7 @@ bool BuildDecodeTable(const std::uint8_t* packed, DecodeTable& table) {
       const std::uint32_t symbol = sorted[next++];
       if (len <= kMainBits) {
         const unsigned span = 1u << (kMainBits - len);
-        const std::uint32_t entry = symbol | (len << 16);
+        const std::uint32_t entry = (symbol << 16) | len;
         std::uint32_t* dst = table.main + (code << (kMainBits - len));
         for (unsigned i = 0; i < span; ++i) dst[i] = entry;
         continue;
@@ -76,13 +78,13 @@ bool BuildDecodeTable(const std::uint8_t* packed, DecodeTable& table) {
         // Codes sharing an 11-bit prefix are consecutive in canonical order.
         current_prefix = prefix;
         current_sub = subtables++ << kSubBits;
-        for (unsigned i = 0; i < (1u << kSubBits); ++i) table.sub[current_sub + i] = kInvalid;
-        table.main[prefix] = kSubtable | current_sub;
+        for (unsigned i = 0; i < (1u << kSubBits); ++i) table.sub[current_sub + i] = kInvalidEntry;
+        table.main[prefix] = (current_sub << 16) | kSubtable | kMainBits;
       }
       const unsigned rest = len - kMainBits;
       const unsigned low = code & ((1u << rest) - 1);
       const unsigned span = 1u << (kSubBits - rest);
-      const std::uint32_t entry = symbol | (rest << 16);
+      const std::uint32_t entry = (symbol << 16) | rest;
       std::uint32_t* dst = table.sub + current_sub + (low << (kSubBits - rest));
       for (unsigned i = 0; i < span; ++i) dst[i] = entry;
     }
@@ -107,7 +109,7 @@ struct BitReader {
     Refill();
   }
 
-  // Afterwards at least 48 bits are valid.
+  // Afterwards 48..63 bits are valid.
   inline void Refill() {
     if (count >= 48) return;
     if (size >= 8 && pos <= size - 8) {
@@ -117,12 +119,12 @@ struct BitReader {
                                   ((v >> 16) & 0xFFFF0000) | (v >> 48);
       // The partial word that lands below the valid bits is the same word the next refill loads.
       bits |= words >> count;
-      const unsigned loaded = (64 - count) >> 4;
+      const unsigned loaded = (63 - count) >> 4;  // count stays below 64, a valid shift
       pos += 2 * loaded;
       count += 16 * loaded;
       return;
     }
-    while (count <= 48) {
+    while (count < 48) {
       std::uint64_t word = 0;
       if (pos < size) word = in[pos];
       if (pos + 1 < size) word |= static_cast<std::uint64_t>(in[pos + 1]) << 8;
@@ -148,10 +150,10 @@ struct BitReader {
     std::uint32_t e = table.main[bits >> (64 - kMainBits)];
     if (e & kSubtable) {
       Consume(kMainBits);
-      e = table.sub[(e & 0xFFFF) + static_cast<std::uint32_t>(bits >> (64 - kSubBits))];
+      e = table.sub[(e >> 16) + static_cast<std::uint32_t>(bits >> (64 - kSubBits))];
     }
-    Consume((e >> 16) & 0x1F);
-    return e & 0x3FF;
+    Consume(e & 0x1F);
+    return e >> 16;
   }
 
   // Where the reference reader stands: right after the words that keep 16..31 bits loaded.
@@ -193,6 +195,122 @@ inline __attribute__((always_inline)) bool ReadLongLength(BitReader& r, std::siz
   return true;
 }
 
+
+// Output room the fast loop keeps: two literals, or a match of up to 18 bytes written as whole
+// 8- or 16-byte words (at most 32 bytes past its start before the length is looked at).
+constexpr std::size_t kOutSlack = 64;
+
+// Copies a match as whole words; may write up to 32 bytes past its end. Needs distance >= 8 and
+// length + 32 <= room.
+inline __attribute__((always_inline)) void CopyMatchFast(std::uint8_t* o, std::size_t distance, std::size_t length) {
+  const std::uint8_t* src = o - distance;
+  if (distance >= 16) {
+    std::memcpy(o, src, 16);
+    std::memcpy(o + 16, src + 16, 16);
+    for (std::size_t i = 32; i < length; i += 16) std::memcpy(o + i, src + i, 16);
+  } else {
+    std::memcpy(o, src, 8);
+    std::memcpy(o + 8, src + 8, 8);
+    std::memcpy(o + 16, src + 16, 8);
+    for (std::size_t i = 24; i < length; i += 8) std::memcpy(o + i, src + i, 8);
+  }
+}
+
+// The bulk of a table's symbols: runs while 8 input bytes can be loaded and the output has
+// kOutSlack bytes of room, so neither side needs a check per word or per byte; decodes exactly
+// what the careful loop would and leaves the reader where that loop takes over.
+inline __attribute__((always_inline)) bool DecodeFast(BitReader& r, const DecodeTable& table, std::uint8_t* const out,
+                                                      std::uint8_t*& o_ref, std::uint8_t* const table_end,
+                                                      std::uint8_t* const end) {
+  if (r.size < 8 || static_cast<std::size_t>(end - o_ref) <= kOutSlack + 1) return true;
+  // o < out_limit leaves room for two literals before table_end and kOutSlack before end.
+  std::uint8_t* const out_limit = (table_end - 1 < end - kOutSlack) ? table_end - 1 : end - kOutSlack;
+  const std::uint8_t* const in = r.in;
+  const std::size_t in_limit = r.size - 8;
+  std::uint8_t* o = o_ref;
+  std::uint64_t bits = r.bits;
+  unsigned count = r.count;
+  std::size_t pos = r.pos;
+  bool ok = true;
+  while (o < out_limit && pos <= in_limit) {
+    {
+      // Whole words only, keeping 48..63 bits valid; the partial word landing below them is the
+      // word the next refill loads at that place.
+      const std::uint64_t v = LoadLe64(in + pos);
+      const std::uint64_t words = ((v & 0xFFFF) << 48) | ((v & 0xFFFF0000) << 16) |
+                                  ((v >> 16) & 0xFFFF0000) | (v >> 48);
+      bits |= words >> count;
+      const unsigned loaded = (63 - count) >> 4;
+      pos += 2 * loaded;
+      count += 16 * loaded;
+    }
+    std::uint32_t e = table.main[bits >> (64 - kMainBits)];
+    if (e & kSubtable) [[unlikely]] {
+      bits <<= kMainBits;
+      count -= kMainBits;
+      e = table.sub[(e >> 16) + static_cast<std::uint32_t>(bits >> (64 - kSubBits))];
+    }
+    bits <<= (e & 0x1F);
+    count -= e & 0x1F;
+    std::uint32_t symbol = e >> 16;
+    if (symbol < 256) {
+      *o++ = static_cast<std::uint8_t>(symbol);
+      e = table.main[bits >> (64 - kMainBits)];
+      if (e & kSubtable) [[unlikely]] {
+        bits <<= kMainBits;
+        count -= kMainBits;
+        e = table.sub[(e >> 16) + static_cast<std::uint32_t>(bits >> (64 - kSubBits))];
+      }
+      bits <<= (e & 0x1F);
+      count -= e & 0x1F;
+      symbol = e >> 16;
+      if (symbol < 256) {
+        *o++ = static_cast<std::uint8_t>(symbol);
+        continue;
+      }
+    }
+    if (symbol >= 512) [[unlikely]] {
+      ok = false;
+      break;
+    }
+    symbol -= 256;
+    std::size_t length = symbol & 15;
+    const unsigned distance_bits = symbol >> 4;
+    if (length == 15) [[unlikely]] {
+      r.bits = bits;
+      r.count = count;
+      r.pos = pos;
+      if (!ReadLongLength(r, length)) {
+        ok = false;
+        break;
+      }
+      bits = r.bits;
+      count = r.count;
+      pos = r.pos;
+    } else {
+      length += 3;
+    }
+    const std::size_t distance = (std::size_t{1} << distance_bits) | static_cast<std::size_t>((bits >> 1) >> (63 - distance_bits));
+    bits <<= distance_bits;
+    count -= distance_bits;
+    const auto room = static_cast<std::size_t>(end - o);
+    if (distance > static_cast<std::size_t>(o - out) || length > room) [[unlikely]] {
+      ok = false;
+      break;
+    }
+    if (distance >= 8 && length + 32 <= room) [[likely]] {
+      CopyMatchFast(o, distance, length);
+    } else {
+      CopyMatch(o, distance, length, end);
+    }
+    o += length;
+  }
+  r.bits = bits;
+  r.count = count;
+  r.pos = pos;
+  o_ref = o;
+  return ok;
+}
 }  // namespace
 
 bool DecodeXpressHuffStream(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out,
@@ -209,6 +327,7 @@ bool DecodeXpressHuffStream(const std::uint8_t* in, std::size_t in_size, std::ui
     r.Start(table_pos + kTableBytes);
     std::uint8_t* const table_end = o + ((static_cast<std::size_t>(end - o) < kTableSpan) ? (end - o) : kTableSpan);
 
+    if (!DecodeFast(r, table, out, o, table_end, end)) return false;
     while (o < table_end) {
       r.Refill();
       std::uint32_t symbol = r.DecodeSymbol(table);
