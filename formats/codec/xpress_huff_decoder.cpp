@@ -195,7 +195,6 @@ inline __attribute__((always_inline)) bool ReadLongLength(BitReader& r, std::siz
   return true;
 }
 
-
 // Output room the fast loop keeps: two literals, or a match of up to 18 bytes written as whole
 // 8- or 16-byte words (at most 32 bytes past its start before the length is looked at).
 constexpr std::size_t kOutSlack = 64;
@@ -214,6 +213,20 @@ inline __attribute__((always_inline)) void CopyMatchFast(std::uint8_t* o, std::s
     std::memcpy(o + 16, src + 16, 8);
     for (std::size_t i = 24; i < length; i += 8) std::memcpy(o + i, src + i, 8);
   }
+}
+
+// One symbol from the bits held in registers (the fast loop's copy of BitReader::DecodeSymbol).
+inline __attribute__((always_inline)) std::uint32_t FastSymbol(const DecodeTable& table, std::uint64_t& bits,
+                                                              unsigned& count) {
+  std::uint32_t e = table.main[bits >> (64 - kMainBits)];
+  if (e & kSubtable) [[unlikely]] {
+    bits <<= kMainBits;
+    count -= kMainBits;
+    e = table.sub[(e >> 16) + static_cast<std::uint32_t>(bits >> (64 - kSubBits))];
+  }
+  bits <<= (e & 0x1F);
+  count -= e & 0x1F;
+  return e >> 16;
 }
 
 // The bulk of a table's symbols: runs while 8 input bytes can be loaded and the output has
@@ -244,26 +257,10 @@ inline __attribute__((always_inline)) bool DecodeFast(BitReader& r, const Decode
       pos += 2 * loaded;
       count += 16 * loaded;
     }
-    std::uint32_t e = table.main[bits >> (64 - kMainBits)];
-    if (e & kSubtable) [[unlikely]] {
-      bits <<= kMainBits;
-      count -= kMainBits;
-      e = table.sub[(e >> 16) + static_cast<std::uint32_t>(bits >> (64 - kSubBits))];
-    }
-    bits <<= (e & 0x1F);
-    count -= e & 0x1F;
-    std::uint32_t symbol = e >> 16;
+    std::uint32_t symbol = FastSymbol(table, bits, count);
     if (symbol < 256) {
       *o++ = static_cast<std::uint8_t>(symbol);
-      e = table.main[bits >> (64 - kMainBits)];
-      if (e & kSubtable) [[unlikely]] {
-        bits <<= kMainBits;
-        count -= kMainBits;
-        e = table.sub[(e >> 16) + static_cast<std::uint32_t>(bits >> (64 - kSubBits))];
-      }
-      bits <<= (e & 0x1F);
-      count -= e & 0x1F;
-      symbol = e >> 16;
+      symbol = FastSymbol(table, bits, count);
       if (symbol < 256) {
         *o++ = static_cast<std::uint8_t>(symbol);
         continue;
