@@ -49,6 +49,19 @@ std::string ReadOr(const fs::path& path, std::string fallback = "") {
   return ReadWholeFile(path, text) ? text : fallback;
 }
 
+// Reads a file another process is appending to, without ever blocking its writes.
+std::string ReadShared(const fs::path& path) {
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
+                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  if (file == INVALID_HANDLE_VALUE) return {};
+  std::string text;
+  char buffer[65536];
+  DWORD got = 0;
+  while (ReadFile(file, buffer, sizeof(buffer), &got, nullptr) && got > 0) text.append(buffer, got);
+  CloseHandle(file);
+  return text;
+}
+
 bool WaitUntil(const std::function<bool()>& done, int milliseconds = 20000) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(milliseconds);
   while (!done()) {
@@ -155,7 +168,7 @@ class LauncherTest : public ::testing::Test {
 
   [[nodiscard]] std::vector<std::string> Calls() const {
     std::vector<std::string> lines;
-    const std::string text = ReadOr(client_folder_ / "chamadas.txt");
+    const std::string text = ReadShared(client_folder_ / "chamadas.txt");
     size_t start = 0;
     for (size_t end; (end = text.find('\n', start)) != std::string::npos; start = end + 1) {
       lines.push_back(text.substr(start, end - start));
@@ -325,7 +338,7 @@ TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
   Command(R"({"cmd":"fechar"})");
   EXPECT_EQ(WaitExit(), 0);
   // Controller and view were released at the end, controller first.
-  const std::string all = ReadOr(client_folder_ / "chamadas.txt");
+  const std::string all = ReadShared(client_folder_ / "chamadas.txt");
   EXPECT_NE(all.find("liberado controller\nliberado view\n"), std::string::npos) << all;
 }
 

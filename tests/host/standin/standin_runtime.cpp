@@ -59,9 +59,14 @@ std::wstring Wide(const std::string& text) {
 
 void Record(const std::string& line) {
   EnterCriticalSection(&g_record_lock);
-  if (FILE* file = _wfopen((g_folder + L"\\chamadas.txt").c_str(), L"ab")) {
-    std::fprintf(file, "%s\n", line.c_str());
-    std::fclose(file);
+  // A test reading the record at this moment may hold it without write sharing: try again shortly.
+  for (int attempt = 0; attempt < 500; ++attempt) {
+    if (FILE* file = _wfopen((g_folder + L"\\chamadas.txt").c_str(), L"ab")) {
+      std::fprintf(file, "%s\n", line.c_str());
+      std::fclose(file);
+      break;
+    }
+    Sleep(2);
   }
   LeaveCriticalSection(&g_record_lock);
 }
