@@ -6,7 +6,7 @@
 
 #include "core/text.h"
 
-std::string ReadProfileString(const std::filesystem::path& file, std::string_view section, std::string_view key,
+std::string ReadIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                               std::string_view fallback, std::size_t capacity) {
   if (capacity == 0) return {};
   std::vector<wchar_t> buffer(capacity, L'\0');
@@ -18,7 +18,7 @@ std::string ReadProfileString(const std::filesystem::path& file, std::string_vie
   return WideToUtf8(std::wstring_view(buffer.data(), length));
 }
 
-bool WriteProfileString(const std::filesystem::path& file, std::string_view section, std::string_view key,
+bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                         std::string_view value) {
   const std::wstring wide_section = Utf8ToWide(section);
   const std::wstring wide_key = Utf8ToWide(key);

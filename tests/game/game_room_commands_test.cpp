@@ -37,12 +37,12 @@ void InstallGame(const LaunchRig& rig) {
 }
 
 void SetLauncherIni(const std::string& instancias) {
-  ASSERT_TRUE(WriteProfileString(LauncherIniPath(), "Launcher", "Instancias", instancias));
+  ASSERT_TRUE(WriteIniValue(LauncherIniPath(), "Launcher", "Instancias", instancias));
 }
 
 void SetMode(const std::string& mode) {
   ASSERT_TRUE(EnsureParentFolder(GameIniPath()));
-  ASSERT_TRUE(WriteProfileString(GameIniPath(), "/Script/Engine.GameUserSettings", "FullscreenMode", mode));
+  ASSERT_TRUE(WriteIniValue(GameIniPath(), "/Script/Engine.GameUserSettings", "FullscreenMode", mode));
 }
 
 TEST(GameCommandsBridge, ConfigAtStartupAndOnRequest) {
@@ -81,8 +81,8 @@ TEST(GameCommandsBridge, SalvarConfigWithoutDadosStillSavesAndAnswers) {
   LaunchRig rig;
   rig.bridge.OnPageMessage(R"({"cmd":"salvarConfig"})");
   EXPECT_EQ(rig.posted, std::vector<std::string>{kSaved});
-  EXPECT_EQ(ReadProfileString(GameIniPath(), "/Script/ORV2.OrvOptionsSubsystem", "bSaved", "", 64), "True");
-  EXPECT_EQ(ReadProfileString(LauncherIniPath(), "Launcher", "Instancias", "", 64), "1");
+  EXPECT_EQ(ReadIniValue(GameIniPath(), "/Script/ORV2.OrvOptionsSubsystem", "bSaved", "", 64), "True");
+  EXPECT_EQ(ReadIniValue(LauncherIniPath(), "Launcher", "Instancias", "", 64), "1");
 }
 
 TEST(GameCommandsBridge, JogarWithoutTheGameSaysSoAndStartsNothing) {

@@ -35,7 +35,7 @@ JsonValue Parse(const std::string& text) {
 }
 
 std::string Read(const std::filesystem::path& file, const char* section, const char* key) {
-  return ReadProfileString(file, section, key, "<ausente>", 64);
+  return ReadIniValue(file, section, key, "<ausente>", 64);
 }
 
 // The file as Wine's profile functions leave it: every line trimmed, blank lines dropped, and the
@@ -262,12 +262,12 @@ TEST(IniText, AssignKeepsEveryOtherByte) {
 TEST_F(GameSettingsTest, ProfileWriteCreatesTheFileAndReadCutsToTheBuffer) {
   const auto file = folders_.root() / "nova/launcher.ini";
   ASSERT_TRUE(EnsureParentFolder(file));
-  EXPECT_TRUE(WriteProfileString(file, "Launcher", "Instancias", "3"));
-  EXPECT_EQ(ReadProfileString(file, "launcher", "instancias", "x", 64), "3");
-  EXPECT_TRUE(WriteProfileString(file, "Launcher", "Longo", "\xC3\xA7\xC3\xA7\xC3\xA7\xC3\xA7"));
-  EXPECT_EQ(ReadProfileString(file, "Launcher", "Longo", "", 3), "\xC3\xA7\xC3\xA7");
-  EXPECT_EQ(ReadProfileString(file, "Launcher", "Nada", "padrao", 4), "pad");
-  EXPECT_EQ(ReadProfileString(folders_.root() / "nenhum.ini", "A", "b", "padrao", 64), "padrao");
+  EXPECT_TRUE(WriteIniValue(file, "Launcher", "Instancias", "3"));
+  EXPECT_EQ(ReadIniValue(file, "launcher", "instancias", "x", 64), "3");
+  EXPECT_TRUE(WriteIniValue(file, "Launcher", "Longo", "\xC3\xA7\xC3\xA7\xC3\xA7\xC3\xA7"));
+  EXPECT_EQ(ReadIniValue(file, "Launcher", "Longo", "", 3), "\xC3\xA7\xC3\xA7");
+  EXPECT_EQ(ReadIniValue(file, "Launcher", "Nada", "padrao", 4), "pad");
+  EXPECT_EQ(ReadIniValue(folders_.root() / "nenhum.ini", "A", "b", "padrao", 64), "padrao");
 }
 
 }  // namespace
