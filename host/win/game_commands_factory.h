@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "core/engine_state.h"
 #include "host/host_bridge.h"
 
-[[nodiscard]] std::unique_ptr<GameCommands> MakeGameCommands();
+// `state` and `window` must outlive the result (they live as long as the process).
+[[nodiscard]] std::unique_ptr<GameCommands> MakeGameCommands(EngineState& state, HostWindow& window);

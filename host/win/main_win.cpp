@@ -38,7 +38,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR command_line, int show)
 
   WinHostWindow host_window(window);
   DetachedRunStarter runs(state, auto_mode, UpdateEngine::Run, [window] { PostMessageW(window, WM_CLOSE, 0, 0); });
-  auto game = MakeGameCommands();
+  auto game = MakeGameCommands(state, host_window);
   HostBridge host_bridge(config, state, auto_mode, PostToPage, host_window, runs, *game);
   bridge = &host_bridge;
 
