@@ -15,6 +15,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <string>
 #include <thread>
 #include <vector>
@@ -23,6 +24,8 @@
 #include "core/game_folder.h"
 #include "core/json.h"
 #include "core/paths.h"
+#include "host/game_room_commands.h"
+#include "host/page_messages.h"
 #include "support/noise_bytes.h"
 #include "support/temp_dir.h"
 #include "test_servers.h"
@@ -263,6 +266,20 @@ class LauncherTest : public ::testing::Test {
   int page_actions_ = 0;
 };
 
+// The settings object as the game room reads it from this prefix's settings files.
+std::optional<std::string> SettingsOfTheGameRoom() {
+  struct NoWindow final : HostWindow {
+    void BeginDrag() override {}
+    void Minimize() override {}
+    void RequestClose() override {}
+    std::filesystem::path PickFolder(const std::filesystem::path&) override { return {}; }
+    void OpenUrl(const std::string&) override {}
+  } window;
+  EngineState state;
+  GameRoomCommands game(state, [](const std::string&) {}, window);
+  return game.SettingsJson();
+}
+
 const Files kVersion1 = {{"jogo.exe", std::string(70000, 'a') + "v1"}, {"dados/mapa.pak", "mapa 1"}};
 const Files kVersion2 = {{"jogo.exe", std::string(70000, 'a') + "v2"}, {"dados/mapa.pak", "mapa 1"},
                          {"dados/nova área.txt", "novo"}};
@@ -447,8 +464,14 @@ TEST_F(LauncherTest, ProntoGetsStartupAndTheVerificationThenAtualizarUpdatesTheG
   std::vector<std::string> expected = {
       R"({"tipo":"inicio","versaoLauncher":"1.2.5","canais":[{"id":"teste","nome":"Teste"}],"canal":0,"pasta":)" +
       JsonQuote(PathToUtf8(ChannelFolder(game_, 0, "Teste"))) + R"(,"discord":"","site":""})"};
+  expected.push_back(ConfigMessage(*SettingsOfTheGameRoom()));
   expected.insert(expected.end(), reference.begin(), reference.end());
   EXPECT_EQ(Delivered(), expected);
+
+  // The settings are saved through the game room and acknowledged.
+  Command(R"({"cmd":"salvarConfig","dados":{"resX":1280}})");
+  EXPECT_TRUE(WaitForCall(std::string("view.PostWebMessageAsJson ") + kAvisoConfigSalvas));
+  EXPECT_NE(SettingsOfTheGameRoom()->find("\"resX\":1280"), std::string::npos);
 
   // Version 1, then version 2 published over it.
   size_t seen = Delivered().size();
