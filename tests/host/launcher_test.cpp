@@ -376,6 +376,9 @@ TEST_F(LauncherTest, WindowScalesWithTheSystemDpi) {
   EXPECT_EQ(rect.left, (GetSystemMetrics(SM_CXSCREEN) - 1650) / 2);
   EXPECT_EQ(rect.top, (GetSystemMetrics(SM_CYSCREEN) - 960) / 2);
   EXPECT_TRUE(WaitForCall("controller.put_Bounds 0 0 1650 960"));
+  // The page's minimise button.
+  Command(R"({"cmd":"minimizar"})");
+  EXPECT_TRUE(WaitUntil([&] { return IsIconic(window) != FALSE; }, 5000));
   Command(R"({"cmd":"fechar"})");
   EXPECT_EQ(WaitExit(), 0);
 }
