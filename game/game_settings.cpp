@@ -50,9 +50,9 @@ void WriteNumber(const std::filesystem::path& file, const char* section, const c
   WriteIniValue(file, section, key, std::to_string(value));
 }
 
+// A number or a decimal string replaces the value; anything else (or nothing) keeps it.
 void ApplyInt(const JsonValue& dados, const char* key, std::int32_t& value) {
-  const JsonValue& field = dados.Find(key);
-  if (field.IsNumber() || field.IsString()) value = static_cast<std::int32_t>(field.AsInt(value));
+  value = static_cast<std::int32_t>(dados.Find(key).AsInt(value));
 }
 
 }  // namespace

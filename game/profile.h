@@ -17,6 +17,7 @@
                                             std::string_view key, std::string_view fallback, std::size_t capacity);
 
 // Sets [section] key = value, creating the file when it is missing (its folder must exist). False
-// when the file could not be written.
+// when the file could not be written. An empty `file` (no known folder) reads the fallback and
+// writes nothing.
 bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                         std::string_view value);

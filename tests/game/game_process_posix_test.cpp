@@ -13,6 +13,7 @@
 #include <thread>
 
 #include "core/file_util.h"
+#include "game/game_folders.h"
 #include "game/prerequisites.h"
 #include "support/temp_dir.h"
 
@@ -85,6 +86,50 @@ TEST(PrerequisitesPosix, BothCountAsPresent) {
   std::string error;
   EXPECT_TRUE(InstallPrerequisites(dir.path(), error));
   EXPECT_TRUE(error.empty());
+}
+
+class ScopedVariable {
+ public:
+  ScopedVariable(const char* name, const char* value) : name_(name) {
+    const char* old = std::getenv(name);
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    if (value != nullptr) {
+      setenv(name, value, 1);
+    } else {
+      unsetenv(name);
+    }
+  }
+  ~ScopedVariable() {
+    if (had_) {
+      setenv(name_, old_.c_str(), 1);
+    } else {
+      unsetenv(name_);
+    }
+  }
+  ScopedVariable(const ScopedVariable&) = delete;
+  ScopedVariable& operator=(const ScopedVariable&) = delete;
+
+ private:
+  const char* name_;
+  bool had_ = false;
+  std::string old_;
+};
+
+// The game's settings live where the game, run through Wine, looks for them.
+TEST(GameFoldersPosix, TheWinePrefixLocalAppData) {
+  const ScopedVariable user("USER", "jogador");
+  const ScopedVariable home("HOME", "/home/jogador");
+  {
+    const ScopedVariable prefix("WINEPREFIX", "/jogos/prefixo");
+    EXPECT_EQ(GameLocalAppData(), "/jogos/prefixo/drive_c/users/jogador/AppData/Local");
+  }
+  for (const char* prefix_value : {static_cast<const char*>(nullptr), "", "relativo"}) {
+    const ScopedVariable prefix("WINEPREFIX", prefix_value);
+    EXPECT_EQ(GameLocalAppData(), "/home/jogador/.wine/drive_c/users/jogador/AppData/Local");
+  }
+  const ScopedVariable no_user("USER", nullptr);
+  EXPECT_EQ(GameLocalAppData(), "");
 }
 
 }  // namespace

@@ -134,7 +134,7 @@ TEST(GameCommandsBridge, JogarAnswersAtOnceAndTheWorkerStartsTheGame) {
 }
 
 TEST(GameLaunch, InstanceCountIsClampedAndModeZeroHasNoArguments) {
-  const std::pair<const char*, size_t> counts[] = {{"7", 4}, {"0", 1}, {"-1", 1}, {"3", 3}, {"1", 1}, {"2.9", 2}};
+  const std::pair<const char*, size_t> counts[] = {{"7", 4}, {"9", 4}, {"0", 1}, {"-1", 1}, {"3", 3}, {"1", 1}, {"2.9", 2}};
   for (const auto& [written, starts] : counts) {
     SCOPED_TRACE(written);
     LaunchRig rig;

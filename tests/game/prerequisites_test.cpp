@@ -41,15 +41,6 @@ constexpr PrerequisiteFlags kOnlyVc = MakePrerequisiteFlags(true, false);
 constexpr PrerequisiteFlags kOnlyInput = MakePrerequisiteFlags(false, true);
 constexpr PrerequisiteFlags kBoth = MakePrerequisiteFlags(true, true);
 
-TEST(PrerequisiteFlagsTest, LowByteIsTheRuntimeNextByteGameInput) {
-  EXPECT_EQ(kNone, 0x000u);
-  EXPECT_EQ(kOnlyVc, 0x001u);
-  EXPECT_EQ(kOnlyInput, 0x100u);
-  EXPECT_EQ(kBoth, 0x101u);
-  EXPECT_TRUE(VcRuntimePresent(kOnlyVc) && !GameInputPresent(kOnlyVc));
-  EXPECT_TRUE(!VcRuntimePresent(kOnlyInput) && GameInputPresent(kOnlyInput));
-}
-
 TEST(VcRuntimeVersion, AtLeast14_50_35719AndInstalled) {
   struct Case {
     VcRuntimeValues values;
