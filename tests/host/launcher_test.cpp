@@ -383,6 +383,26 @@ TEST_F(LauncherTest, WindowScalesWithTheSystemDpi) {
   EXPECT_EQ(WaitExit(), 0);
 }
 
+TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndCancellingItChangesNothing) {
+  RegisterRuntime();
+  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
+  const std::string chosen_before = ReadOr(data_ / "pastajogo.txt");
+  Start();
+  ASSERT_TRUE(WaitForCall("view.Navigate"));
+  Command(R"({"cmd":"escolherPasta"})");
+  HWND picker = nullptr;
+  ASSERT_TRUE(WaitUntil(
+      [&] { return (picker = FindWindowW(nullptr, L"Selecione a pasta para instalar o Valdren")) != nullptr; }));
+  EXPECT_EQ(GetWindow(picker, GW_OWNER), MainWindowOfLauncher());
+  PostMessageW(picker, WM_COMMAND, IDCANCEL, 0);
+  ASSERT_TRUE(WaitUntil([&] { return !IsWindow(picker); }, 5000));
+  std::this_thread::sleep_for(std::chrono::milliseconds(500));
+  EXPECT_TRUE(Delivered().empty());  // no "pasta", no notice, no run
+  EXPECT_EQ(ReadOr(data_ / "pastajogo.txt"), chosen_before);
+  Command(R"({"cmd":"fechar"})");
+  EXPECT_EQ(WaitExit(), 0);
+}
+
 // ---- Without a runtime
 
 TEST_F(LauncherTest, WithoutARuntimeAsksOnceAndEndsWithCodeOne) {
