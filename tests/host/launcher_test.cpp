@@ -359,6 +359,23 @@ TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
   EXPECT_NE(all.find("liberado controller\nliberado view\n"), std::string::npos) << all;
 }
 
+TEST_F(LauncherTest, AFailureAlongTheBrowserChainIsLoggedAndLeavesAnEmptyWindowThatCloses) {
+  RegisterRuntime();
+  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
+  for (const std::string step : {"ambiente", "controller"}) {
+    WriteTestFile(client_folder_ / "falhar.txt", step);
+    fs::remove(data_ / "launcher.log");
+    Start();
+    const std::string line = "] " + step + " do WebView2 falhou: 0x80004005\r\n";
+    EXPECT_TRUE(WaitUntil([&] { return LogText().find(line) != std::string::npos; })) << LogText();
+    HWND window = MainWindowOfLauncher();
+    ASSERT_NE(window, nullptr);
+    PostMessageW(window, WM_CLOSE, 0, 0);  // as Alt+F4 does
+    EXPECT_EQ(WaitExit(), 0);
+    EXPECT_FALSE(WaitForCall("view.Navigate", 0));
+  }
+}
+
 TEST_F(LauncherTest, WindowScalesWithTheSystemDpi) {
   RegisterRuntime();
   WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");

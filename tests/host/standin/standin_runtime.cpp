@@ -14,6 +14,7 @@
 //                 "texto:<s>" posts the string s as the page would; "objeto:<json>" posts an object
 //                 (not a string); "janela:<uri>" asks for a new window and records whether it was
 //                 handled
+//   falhar.txt    "ambiente" or "controller": that creation completes with E_FAIL and no object
 #include <windows.h>
 #include <objbase.h>
 #include <eventtoken.h>
@@ -287,6 +288,17 @@ void Later(std::function<void()> work) {
   }
 }
 
+// The creation step a test asked to fail, from falhar.txt beside the library.
+bool ShouldFail(const char* step) {
+  std::string wanted;
+  if (FILE* file = _wfopen((g_folder + L"\\falhar.txt").c_str(), L"rb")) {
+    char buffer[64];
+    wanted.assign(buffer, std::fread(buffer, 1, sizeof(buffer), file));
+    std::fclose(file);
+  }
+  return wanted.rfind(step, 0) == 0;
+}
+
 // ---- Settings
 
 template <int Slot>
@@ -492,6 +504,11 @@ HRESULT STDMETHODCALLTYPE CreateController(Object*, HWND parent, IUnknown* handl
   Record(line);
   HandlerAddRef(handler);
   Later([parent, handler] {
+    if (ShouldFail("controller")) {
+      InvokeHandler(handler, E_FAIL, nullptr);
+      HandlerRelease(handler);
+      return;
+    }
     auto* controller = new Controller();
     controller->vtable = &ControllerTable();
     controller->parent = parent;
@@ -610,6 +627,11 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE CreateWebViewEnvironment
   }
   HandlerAddRef(handler);
   Later([handler] {
+    if (ShouldFail("ambiente")) {
+      InvokeHandler(handler, E_FAIL, nullptr);
+      HandlerRelease(handler);
+      return;
+    }
     auto* environment = new Object(&EnvironmentTable(), "ambiente", {kEnvironment});
     InvokeHandler(handler, S_OK, environment);
     ReleaseImpl(environment);
