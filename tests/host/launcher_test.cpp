@@ -10,6 +10,7 @@
 #include <windows.h>
 #include <shlobj.h>
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 #include <filesystem>
@@ -295,6 +296,52 @@ const Files kVersion1 = {{"jogo.exe", std::string(70000, 'a') + "v1"}, {"dados/m
 const Files kVersion2 = {{"jogo.exe", std::string(70000, 'a') + "v2"}, {"dados/mapa.pak", "mapa 1"},
                          {"dados/nova área.txt", "novo"}};
 
+// ---- The executable's resources
+
+TEST(LauncherExecutable, CarriesThePageFilesAnIconInSeveralSizesAndItsVersion) {
+  const fs::path exe = FromEnvironment("ORV_LAUNCHER");
+  HMODULE module = LoadLibraryExW(exe.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
+  ASSERT_NE(module, nullptr);
+  const fs::path source = FromEnvironment("ORV_UI_DIR");
+  const std::pair<const wchar_t*, const char*> pages[] = {{L"UI_INDEX_HTML", "index.html"},
+                                                          {L"UI_APP_JS", "app.js"},
+                                                          {L"UI_ESTILO_CSS", "estilo.css"},
+                                                          {L"UI_ICONE_PNG", "icone.png"},
+                                                          {L"UI_LOGO_PNG", "logo.png"}};
+  for (const auto& [name, file] : pages) {
+    HRSRC found = FindResourceW(module, name, MAKEINTRESOURCEW(10));  // RT_RCDATA
+    ASSERT_NE(found, nullptr) << file;
+    const auto* bytes = static_cast<const char*>(LockResource(LoadResource(module, found)));
+    EXPECT_EQ(std::string(bytes, SizeofResource(module, found)), ReadOr(source / file)) << file;
+  }
+  // Icon 1: a group of several sizes, the smallest 16 and the largest 128 pixels.
+  HRSRC group = FindResourceW(module, MAKEINTRESOURCEW(1), MAKEINTRESOURCEW(14));  // RT_GROUP_ICON
+  ASSERT_NE(group, nullptr);
+  const auto* directory = static_cast<const BYTE*>(LockResource(LoadResource(module, group)));
+  const int count = directory[4] | (directory[5] << 8);
+  EXPECT_GE(count, 4);
+  std::vector<int> sizes;
+  for (int i = 0; i < count; ++i) sizes.push_back(directory[6 + 14 * i] == 0 ? 256 : directory[6 + 14 * i]);
+  EXPECT_EQ(*std::min_element(sizes.begin(), sizes.end()), 16);
+  EXPECT_EQ(*std::max_element(sizes.begin(), sizes.end()), 128);
+  FreeLibrary(module);
+
+  // The version record says 1.2.5.
+  DWORD ignored = 0;
+  std::vector<BYTE> info(GetFileVersionInfoSizeW(exe.c_str(), &ignored));
+  ASSERT_FALSE(info.empty());
+  ASSERT_TRUE(GetFileVersionInfoW(exe.c_str(), 0, static_cast<DWORD>(info.size()), info.data()));
+  VS_FIXEDFILEINFO* fixed = nullptr;
+  UINT length = 0;
+  ASSERT_TRUE(VerQueryValueW(info.data(), L"\\", reinterpret_cast<void**>(&fixed), &length));
+  EXPECT_EQ(fixed->dwFileVersionMS, (1u << 16) | 2u);
+  EXPECT_EQ(fixed->dwFileVersionLS, 5u << 16);
+  wchar_t* text = nullptr;
+  ASSERT_TRUE(VerQueryValueW(info.data(), L"\\StringFileInfo\\041604B0\\ProductVersion",
+                             reinterpret_cast<void**>(&text), &length));
+  EXPECT_STREQ(text, L"1.2.5");
+}
+
 // ---- Start-up, the window and the browser chain
 
 TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
@@ -348,6 +395,13 @@ TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
     if (next < expected.size() && line.rfind(expected[next], 0) == 0) ++next;
   }
   EXPECT_EQ(next, expected.size()) << "missing: " << (next < expected.size() ? expected[next] : "");
+  // The parent window's class carries an icon (the stand-in looks at it from inside the process).
+  EXPECT_TRUE(WaitForCall("ambiente.CreateCoreWebView2Controller pai=", 0));
+  for (const std::string& line : calls) {
+    if (line.rfind("ambiente.CreateCoreWebView2Controller", 0) == 0) {
+      EXPECT_NE(line.find(" icone=1"), std::string::npos) << line;
+    }
+  }
   EXPECT_EQ(client.right, 1100);
   EXPECT_EQ(client.bottom, 640);
 

@@ -499,7 +499,8 @@ HRESULT STDMETHODCALLTYPE CreateController(Object*, HWND parent, IUnknown* handl
   if (handler == nullptr) return E_POINTER;
   if (!IsWindow(parent)) return E_INVALIDARG;
   char line[128];
-  std::snprintf(line, sizeof(line), "ambiente.CreateCoreWebView2Controller pai=%p%s", static_cast<void*>(parent),
+  std::snprintf(line, sizeof(line), "ambiente.CreateCoreWebView2Controller pai=%p icone=%d%s",
+                static_cast<void*>(parent), GetClassLongPtrW(parent, GCLP_HICON) != 0 ? 1 : 0,
                 HandlerHasIid(handler, kControllerCompleted) ? "" : " iid-errado");
   Record(line);
   HandlerAddRef(handler);
