@@ -465,7 +465,7 @@ TEST_F(LauncherTest, WindowScalesWithTheSystemDpi) {
   EXPECT_EQ(WaitExit(), 0);
 }
 
-TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndCancellingItChangesNothing) {
+TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndSavesOnlyAChosenFolder) {
   RegisterRuntime();
   WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
   const std::string chosen_before = ReadOr(data_ / "pastajogo.txt");
@@ -481,6 +481,33 @@ TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndCancellingItChangesNothing
   std::this_thread::sleep_for(std::chrono::milliseconds(500));
   EXPECT_TRUE(Delivered().empty());  // no "pasta", no notice, no run
   EXPECT_EQ(ReadOr(data_ / "pastajogo.txt"), chosen_before);
+
+  // Chosen this time: saved, announced, and a verification of the new folder starts.
+  const fs::path chosen = work_.path() / "outra pasta";
+  fs::create_directories(chosen);
+  Command(R"({"cmd":"escolherPasta"})");
+  ASSERT_TRUE(WaitUntil(
+      [&] { return (picker = FindWindowW(nullptr, L"Selecione a pasta para instalar o Valdren")) != nullptr; }));
+  HWND name_box = nullptr;
+  EnumChildWindows(
+      picker,
+      [](HWND child, LPARAM found) {
+        wchar_t name[32] = {};
+        GetClassNameW(child, name, 32);
+        if (_wcsicmp(name, L"Edit") != 0 || !IsWindowVisible(child)) return TRUE;
+        *reinterpret_cast<HWND*>(found) = child;
+        return FALSE;
+      },
+      reinterpret_cast<LPARAM>(&name_box));
+  ASSERT_NE(name_box, nullptr);
+  SendMessageW(name_box, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(chosen.c_str()));
+  PostMessageW(picker, WM_COMMAND, IDOK, 0);
+  ASSERT_TRUE(WaitUntil([&] { return Delivered().size() >= 3; }));
+  const std::vector<std::string> messages = Delivered();
+  EXPECT_EQ(messages[0], R"({"tipo":"pasta","pasta":)" + JsonQuote(PathToUtf8(ChannelFolder(chosen, 0, "Teste"))) + "}");
+  EXPECT_EQ(messages[1], kAvisoPastaAtualizada);
+  EXPECT_NE(messages[2].find(R"("tipo":"estado")"), std::string::npos);
+  EXPECT_EQ(GameFolderFromText(ReadOr(data_ / "pastajogo.txt")), chosen);
   Command(R"({"cmd":"fechar"})");
   EXPECT_EQ(WaitExit(), 0);
 }
