@@ -488,18 +488,21 @@ TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndSavesOnlyAChosenFolder) {
   Command(R"({"cmd":"escolherPasta"})");
   ASSERT_TRUE(WaitUntil(
       [&] { return (picker = FindWindowW(nullptr, L"Selecione a pasta para instalar o Valdren")) != nullptr; }));
+  // The name box exists once the dialog has finished building itself.
   HWND name_box = nullptr;
-  EnumChildWindows(
-      picker,
-      [](HWND child, LPARAM found) {
-        wchar_t name[32] = {};
-        GetClassNameW(child, name, 32);
-        if (_wcsicmp(name, L"Edit") != 0 || !IsWindowVisible(child)) return TRUE;
-        *reinterpret_cast<HWND*>(found) = child;
-        return FALSE;
-      },
-      reinterpret_cast<LPARAM>(&name_box));
-  ASSERT_NE(name_box, nullptr);
+  ASSERT_TRUE(WaitUntil([&] {
+    EnumChildWindows(
+        picker,
+        [](HWND child, LPARAM found) {
+          wchar_t name[32] = {};
+          GetClassNameW(child, name, 32);
+          if (_wcsicmp(name, L"Edit") != 0 || !IsWindowVisible(child)) return TRUE;
+          *reinterpret_cast<HWND*>(found) = child;
+          return FALSE;
+        },
+        reinterpret_cast<LPARAM>(&name_box));
+    return name_box != nullptr;
+  }));
   SendMessageW(name_box, WM_SETTEXT, 0, reinterpret_cast<LPARAM>(chosen.c_str()));
   PostMessageW(picker, WM_COMMAND, IDOK, 0);
   ASSERT_TRUE(WaitUntil([&] { return Delivered().size() >= 3; }));
