@@ -10,9 +10,6 @@
 
 #include "core/clock.h"
 
-// A byte the UI thread sets and every transfer, hash and decode loop polls; non-zero means stop.
-using CancelFlag = std::atomic<std::uint8_t>;
-
 // Bytes just transferred or hashed (not a running total). An empty callable is skipped.
 using ProgressCallback = std::function<void(std::uint64_t)>;
 

@@ -36,6 +36,12 @@ class SteppingClock final : public Clock {
     now_ns += std::uint64_t{milliseconds} * 1'000'000ULL;
     if (on_sleep) on_sleep();
   }
+  // One recorded sleep per back-off, not one per poll slice.
+  bool SleepUnlessCancelled(std::uint32_t milliseconds, const CancelFlag* cancel) override {
+    if (cancel != nullptr && cancel->load() != 0) return false;
+    SleepMs(milliseconds);
+    return cancel == nullptr || cancel->load() == 0;
+  }
   std::uint64_t now_ns = 0;
   std::vector<std::uint32_t> sleeps_ms;
   std::function<void()> on_sleep;
