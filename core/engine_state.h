@@ -26,6 +26,10 @@ struct EngineState {
   std::atomic<std::uint8_t> run_active{0};
   // Sleeps and time readings of the run; tests put a fake here.
   Clock* clock = &SystemClock();
+  // Where a self-update puts the new executable and troca.cmd; empty means the process's own
+  // (GetModuleFolder, GetDataFolder), read once when a run starts.
+  std::filesystem::path module_folder;
+  std::filesystem::path data_folder;
 };
 
 inline bool IsSet(const CancelFlag* flag) { return flag != nullptr && flag->load(std::memory_order_relaxed) != 0; }

@@ -78,7 +78,7 @@ class BlockDelta {
           ReadOrvbTable(bytes, table_, error_)) {
         return true;
       }
-      clock_.SleepMs(RetryDelayMs(attempt));
+      if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
     }
     return false;
   }
@@ -189,8 +189,9 @@ class BlockDelta {
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
       if (IsSet(cancel_)) return false;
       if (FetchRange(url_, first, last, range, progress_, cancel_, error_)) return true;
+      if (IsSet(cancel_)) return false;  // paused, not failed: no log line, no back-off
       Log("faixa de %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
-      clock_.SleepMs(RetryDelayMs(attempt));
+      if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
     }
     return false;
   }
@@ -202,10 +203,11 @@ class BlockDelta {
         error_ = "cancelado";
         return false;
       }
-      downloaded = DownloadToFile(url_, whole_, progress_, cancel_, error_);
+      downloaded = DownloadToFile(url_, whole_, progress_, cancel_, error_, entry_.bTamanho);
       if (!downloaded) {
+        if (IsSet(cancel_)) return false;  // paused, not failed: no log line, no back-off
         Log("download %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
-        clock_.SleepMs(RetryDelayMs(attempt));
+        if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
       }
     }
     if (!downloaded) return false;  // the partial .orvb stays for the next run

@@ -7,16 +7,26 @@
 
 #include "core/engine_state.h"
 #include "core/launcher_config.h"
+#include "core/paths.h"
 #include "update/manifest.h"
 #include "update/progress.h"
 
 struct RunContext {
   RunContext(EngineState& run_state, const Channel& run_channel)
-      : state(run_state), channel(run_channel), game(run_channel.pasta), reporter(run_state) {}
+      : state(run_state),
+        channel(run_channel),
+        game(run_channel.pasta),
+        module_folder(run_state.module_folder.empty() ? GetModuleFolder() : run_state.module_folder),
+        module_path(GetModulePath()),
+        data_folder(run_state.data_folder.empty() ? GetDataFolder() : run_state.data_folder),
+        reporter(run_state) {}
 
   EngineState& state;
   const Channel& channel;
   std::filesystem::path game;
+  std::filesystem::path module_folder;  // where a self-update downloads the new launcher
+  std::filesystem::path module_path;    // the running launcher, replaced by a self-update
+  std::filesystem::path data_folder;  // where troca.cmd is written
   Manifest manifest;
   RunReporter reporter;
 
