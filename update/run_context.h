@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <string>
 #include <vector>
 
 #include "core/engine_state.h"
@@ -36,10 +37,12 @@ struct RunContext {
   [[nodiscard]] std::int32_t FileCount() const { return static_cast<std::int32_t>(manifest.arquivos.size()); }
 };
 
-// An entry to download, with its transfer estimate.
+// An entry to download, with its transfer estimate and, for a block entry, the installed file's block
+// digests as verification made them (empty when there is no installed file).
 struct FetchItem {
   const ManifestEntry* entry;
   std::uint64_t expected_bytes;
+  std::string installed_blocks;
 };
 
 // The outcome of verification: what must be fetched, what is already staged.

@@ -23,12 +23,13 @@ constexpr char kPauseText[] = "Pausado. Continue depois de onde parou.";
 // One entry's transfer, with the final message when it fails.
 class EntryTransfer {
  public:
-  EntryTransfer(RunContext& run, TransferProgress& progress, const ManifestEntry& entry, std::int32_t index)
+  EntryTransfer(RunContext& run, TransferProgress& progress, const FetchItem& item, std::int32_t index)
       : run_(run),
         progress_(progress),
-        entry_(entry),
+        entry_(*item.entry),
+        installed_blocks_(item.installed_blocks),
         index_(index),
-        staged_(JoinRelative(StagingFolder(run.game), entry.caminho)) {}
+        staged_(JoinRelative(StagingFolder(run.game), item.entry->caminho)) {}
 
   // True when the new file lies at its staged path.
   bool Run() {
@@ -60,8 +61,8 @@ class EntryTransfer {
   bool RunBlocks() {
     std::string reason;
     const std::filesystem::path installed = JoinRelative(run_.game, entry_.caminho);
-    if (BlockDeltaDownload(entry_, installed, staged_, run_.manifest.base, progress_.Callback(), run_.cancel(),
-                           run_.clock(), reason) >= 0) {
+    if (BlockDeltaDownload(entry_, installed, installed_blocks_, staged_, run_.manifest.base, progress_.Callback(),
+                           run_.cancel(), run_.clock(), reason) >= 0) {
       return true;
     }
     if (run_.Cancelled()) return Fail("");
@@ -88,7 +89,7 @@ class EntryTransfer {
     run_.reporter.Estado("baixando", "Descompactando " + std::to_string(index_ + 1) + "/" + std::to_string(n),
                          index_ + 1, n, progress_.done(), progress_.planned());
     std::string reason;
-    if (DecompressOrvzFile(partial, unpacked, run_.cancel(), reason)) return true;
+    if (DecompressOrvzFile(partial, unpacked, entry_.tamanho, run_.cancel(), reason)) return true;
     Log("descompactar %s falhou (%s)", entry_.caminho.c_str(), reason.c_str());
     DeleteFileAt(unpacked);
     if (!run_.Cancelled()) DeleteFileAt(partial);
@@ -119,6 +120,7 @@ class EntryTransfer {
   RunContext& run_;
   TransferProgress& progress_;
   const ManifestEntry& entry_;
+  const std::string& installed_blocks_;
   std::int32_t index_;
   std::filesystem::path staged_;
 };
@@ -202,9 +204,10 @@ TransferOutcome TransferAndInstall(RunContext& run, const UpdatePlan& plan) {
   const auto n = static_cast<std::int32_t>(plan.to_fetch.size());
   TransferProgress progress(run.reporter, run.clock(), n, plan.planned_bytes);
   for (std::int32_t i = 0; i < n; ++i) {
-    const ManifestEntry& entry = *plan.to_fetch[static_cast<size_t>(i)].entry;
+    const FetchItem& item = plan.to_fetch[static_cast<size_t>(i)];
+    const ManifestEntry& entry = *item.entry;
     progress.SetEntry(i);
-    EntryTransfer transfer(run, progress, entry, i);
+    EntryTransfer transfer(run, progress, item, i);
     if (!transfer.Run()) return TransferOutcome::kEnded;
     install_list.push_back(entry.caminho);
   }

@@ -122,9 +122,14 @@ class BlockDelta : public ::testing::Test {
     return WithSuffix(Target(p), suffix);
   }
 
+  // The installed file's block digests, as verification hands them over.
+  static std::string Blocks(const Published& p, const std::filesystem::path& installed) {
+    return Sha256OfBlocks(installed, static_cast<std::uint32_t>(p.entry.bloco), nullptr);
+  }
+
   int Run(const Published& p, const std::filesystem::path& installed, const std::string& server_base) {
     error_ = "intocado";
-    return BlockDeltaDownload(p.entry, installed, Target(p), server_base + served_.UrlPath(""),
+    return BlockDeltaDownload(p.entry, installed, Blocks(p, installed), Target(p), server_base + served_.UrlPath(""),
                               [this](std::uint64_t n) { progress_ += n; }, &cancel_, clock_, error_);
   }
 
@@ -161,7 +166,7 @@ TEST_F(BlockDelta, FetchesOnlyTheBlocksThatAreNowhereInTheInstalledFile) {
     ASSERT_EQ(requests.size(), 1u);
     EXPECT_EQ(requests[0].range, p.HeaderRange());
     EXPECT_EQ(requests[0].body_bytes, 28 + 16 * 41u);
-    EXPECT_EQ(progress_, 0u);
+    EXPECT_EQ(progress_, fresh.size()) << "only the final hash of the assembled file";
     EXPECT_NE(LogText().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
               std::string::npos);
   }
@@ -185,7 +190,7 @@ TEST_F(BlockDelta, FetchesOnlyTheBlocksThatAreNowhereInTheInstalledFile) {
     for (const AccessEntry& r : requests) EXPECT_EQ(r.status, 206);
     const std::uint64_t stored = p.Stored({3, 20, 21, 40});
     EXPECT_EQ(BodyBytes(requests), 28 + 16 * 41 + stored);
-    EXPECT_EQ(progress_, stored);  // the ranges, not the header
+    EXPECT_EQ(progress_, stored + fresh.size());  // the ranges (not the header), then the final hash
     EXPECT_NE(LogText().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
                              " bytes), o resto do instalado"),
               std::string::npos);
@@ -386,7 +391,8 @@ TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
   cancel_ = 0;
   clock_.sleeps_ms.clear();
   error_.clear();
-  EXPECT_EQ(BlockDeltaDownload(p.entry, installed, Target(p), fault_.base_url + served_.UrlPath(""),
+  EXPECT_EQ(BlockDeltaDownload(p.entry, installed, Blocks(p, installed), Target(p),
+                               fault_.base_url + served_.UrlPath(""),
                                [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
             -1);
   EXPECT_EQ(error_, "cancelado");
@@ -396,7 +402,7 @@ TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
   // Cancelled during a whole-file download: the .orvb.part is kept for the next run.
   cancel_ = 0;
   error_.clear();
-  EXPECT_EQ(BlockDeltaDownload(p.entry, folders_.root() / "jogo/nao-existe.pak", Target(p),
+  EXPECT_EQ(BlockDeltaDownload(p.entry, folders_.root() / "jogo/nao-existe.pak", "", Target(p),
                                nginx_.base_url + served_.UrlPath(""), [this](std::uint64_t) { cancel_ = 1; }, &cancel_,
                                clock_, error_),
             -1);

@@ -165,6 +165,13 @@ TEST(Verification, BlockEstimateCountsBlocksFoundNowhereInTheInstalledFile) {
   entry.bTamanho = 10;
   entry.blocos = a + b + c;
   EXPECT_EQ(BlockTransferEstimate(entry, a), 6u);  // 10 x 2/3 truncated
+  // Multiplied before it is divided: 90 x 7 / 10 is 63, where 90 x (7 / 10) falls just short of it.
+  entry.bTamanho = 90;
+  entry.blocos.clear();
+  for (char k = 'a'; k < 'a' + 10; ++k) entry.blocos += std::string(32, k);
+  EXPECT_EQ(BlockTransferEstimate(entry, a + b + c), 63u);
+  entry.bTamanho = 670;
+  EXPECT_EQ(BlockTransferEstimate(entry, c + b + a), 469u);
 }
 
 TEST(SelfUpdate, SwapScriptForAnOrdinaryPathIsExactlyTheKnownText) {
