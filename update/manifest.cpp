@@ -29,6 +29,44 @@ std::string BaseFor(const JsonValue& root, std::string_view manifest_url) {
   return base;
 }
 
+// A manifest is a few levels deep with some fifteen values per entry. Parsed into a tree, every JSON
+// value costs about a hundred bytes or more, so a text of deep nesting or millions of tiny values
+// (which the size cap alone allows) would take gigabytes: it is refused before parsing. The budget
+// still fits some 130,000 entries.
+constexpr std::size_t kMaxManifestDepth = 64;
+constexpr std::size_t kMaxManifestValues = 2'000'000;
+
+// Counts containers, members and elements outside strings (an upper bound of the tree's values).
+bool HasManifestShape(std::string_view text) {
+  std::size_t depth = 0;
+  std::size_t values = 1;
+  bool in_string = false;
+  bool escaped = false;
+  for (const char ch : text) {
+    if (in_string) {
+      if (escaped) {
+        escaped = false;
+      } else if (ch == '\\') {
+        escaped = true;
+      } else if (ch == '"') {
+        in_string = false;
+      }
+      continue;
+    }
+    if (ch == '"') {
+      in_string = true;
+    } else if (ch == '[' || ch == '{') {
+      if (++depth > kMaxManifestDepth) return false;
+      ++values;
+    } else if (ch == ']' || ch == '}') {
+      depth -= depth > 0 ? 1 : 0;
+    } else if (ch == ',' || ch == ':') {
+      if (++values > kMaxManifestValues) return false;
+    }
+  }
+  return true;
+}
+
 // The path's segments as the file system will see them: either separator, "." and empty segments
 // dropped, trailing dots and blanks cut (Windows ignores them), ASCII letters lowered (Windows
 // ignores case), so two spellings of one file give one key.
@@ -70,6 +108,10 @@ void DropInconsistentBlockVariant(ManifestEntry& entry) {
 }  // namespace
 
 bool ParseManifest(std::string_view text, std::string_view manifest_url, Manifest& out) {
+  if (!HasManifestShape(text)) {
+    Log("manifesto recusado: aninhado demais ou com valores demais");
+    return false;
+  }
   JsonValue root;
   if (!ParseJson(text, root) || !root.Find("arquivos").IsArray()) return false;
 

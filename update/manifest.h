@@ -37,7 +37,8 @@ struct Manifest {
 };
 
 // Parses a manifest fetched from `manifest_url`. False when the text is not JSON or "arquivos" is not
-// an array. Entries with an unsafe "caminho" (traversal, absolute, a NUL, naming ".atualizando" or
+// an array, and, unparsed, when it nests deeper than 64 levels or holds more than 2 million values
+// (a tree of that would take gigabytes). Entries with an unsafe "caminho" (traversal, absolute, a NUL, naming ".atualizando" or
 // ".orvlauncher" or anything inside them, or a file an earlier entry already names) or a "sha256" that
 // is not 64 characters long are skipped with the log line "entrada ignorada: <caminho>"; an
 // inconsistent block variant is dropped.

@@ -32,6 +32,32 @@ TEST(Manifest, RejectsTextsThatAreNotAManifest) {
   }
 }
 
+// Shapes that would cost gigabytes as a tree are refused before parsing; a large real manifest is not.
+TEST(Manifest, RefusesDeepNestingAndMillionsOfValuesButNotALargeGame) {
+  Manifest m;
+  EXPECT_FALSE(ParseManifest("{\"x\":" + std::string(1 << 20, '['), "https://h/m", m));
+  EXPECT_FALSE(ParseManifest("{\"arquivos\":[],\"x\":" + std::string(70, '[') + std::string(70, ']') + "}",
+                             "https://h/m", m));
+  EXPECT_TRUE(ParseManifest("{\"arquivos\":[],\"x\":" + std::string(60, '[') + std::string(60, ']') + "}",
+                            "https://h/m", m));
+  std::string flat = "{\"arquivos\":[],\"x\":[0";
+  for (int i = 0; i < 2'000'000; ++i) flat += ",0";
+  EXPECT_FALSE(ParseManifest(flat + "]}", "https://h/m", m));
+  // Brackets and commas inside strings are text, not structure.
+  EXPECT_TRUE(ParseManifest("{\"arquivos\":[],\"x\":\"" + std::string(100, '[') + "\\\"" +
+                                std::string(3'000'000, ',') + "\"}",
+                            "https://h/m", m));
+  // 120,000 entries with every variant field.
+  std::string large = "{\"arquivos\":[";
+  for (int i = 0; i < 120'000; ++i) {
+    large += (i == 0 ? "" : ",") +
+             Entry("dados/" + std::to_string(i) + ".pak", kHash, ",\"zTamanho\":5,\"bloco\":8,\"bTamanho\":6,"
+                                                                 "\"blocos\":\"" + std::string(64, 'c') + "\"");
+  }
+  ASSERT_TRUE(ParseManifest(large + "]}", "https://h/m", m));
+  EXPECT_EQ(m.arquivos.size(), 120'000u);
+}
+
 TEST(Manifest, DefaultsVersionsAndBase) {
   Manifest m;
   ASSERT_TRUE(ParseManifest("{\"arquivos\":[]}", "https://cdn.exemplo/oficial/manifest.json", m));
