@@ -30,8 +30,8 @@ class RunReporter {
   void SetVersions(std::string_view versao, std::string_view servidor) { suffix_ = VersionSuffix(versao, servidor); }
   void Estado(std::string_view fase, std::string_view texto, std::int32_t atual, std::int32_t total,
               std::uint64_t bytes, std::uint64_t bytes_total, double velocidade = 0) const {
-    final_sent_ = IsFinalFase(fase);
     PostEstado(state_, fase, texto, atual, total, bytes, bytes_total, velocidade, suffix_);
+    final_sent_ = IsFinalFase(fase);  // only once the sink took it
   }
   [[nodiscard]] const std::string& suffix() const { return suffix_; }
   // True once the last message sent was a final one ("pronto", "desatualizado", "parado", "erro",

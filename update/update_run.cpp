@@ -93,17 +93,8 @@ void RunSteps(RunContext& run, bool apply) {
   ReportUpToDate(run);
 }
 
-// The run's boundary: nothing thrown below (an allocation that fails, a file-system error) may end
-// the process or leave the page without a final message.
-void RunGuarded(RunContext& run, bool apply) {
-  const char* what = "desconhecida";
-  try {
-    RunSteps(run, apply);
-    return;
-  } catch (const std::exception& error) {
-    what = error.what();
-  } catch (...) {
-  }
+// Logs what ended the run and sends its final message unless one went already; must not throw.
+void EndWithException(const RunContext& run, const char* what) noexcept {
   try {
     Log("atualizacao interrompida por excecao: %s", what);
     if (!run.reporter.final_sent()) {
@@ -111,6 +102,18 @@ void RunGuarded(RunContext& run, bool apply) {
     }
   } catch (...) {
     // Even the last message failed (no memory at all): the run still ends and RunActive is cleared.
+  }
+}
+
+// The run's boundary: nothing thrown below (an allocation that fails, a file-system error) may end
+// the process or leave the page without a final message.
+void RunGuarded(RunContext& run, bool apply) {
+  try {
+    RunSteps(run, apply);
+  } catch (const std::exception& error) {
+    EndWithException(run, error.what());
+  } catch (...) {
+    EndWithException(run, "desconhecida");
   }
 }
 
