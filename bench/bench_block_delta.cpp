@@ -1,7 +1,7 @@
 // One block-delta update of a published file: reads the channel's manifest, takes its block-packed
 // entry and rebuilds it from an old copy with BlockDeltaDownload, as an update run would. The bytes
 // that crossed the wire are counted by the script from the server's access log; this program reports
-// what it saw itself (range bytes through the progress callable) and the log's summary line.
+// what it saw itself (range bytes through the progress callable, less the final hash) and the log's summary line.
 #include <chrono>
 #include <cstdio>
 #include <string>
@@ -12,6 +12,7 @@
 #include "formats/block_delta.h"
 #include "update/http_client.h"
 #include "update/manifest.h"
+#include "update/sha256.h"
 
 int main(int argc, char** argv) {
   if (argc != 5) {
@@ -39,13 +40,18 @@ int main(int argc, char** argv) {
 
   std::uint64_t ranges = 0;
   const auto start = std::chrono::steady_clock::now();
-  const int result = BlockDeltaDownload(*entry, PathFromUtf8(argv[2]), PathFromUtf8(argv[3]), manifest.base,
-                                        [&ranges](std::uint64_t n) { ranges += n; }, nullptr, SystemClock(), reason);
+  // The update run hashes the installed blocks while it verifies; the time counts here too.
+  const std::string installed_blocks =
+      Sha256OfBlocks(PathFromUtf8(argv[2]), static_cast<std::uint32_t>(entry->bloco), nullptr);
+  const int result = BlockDeltaDownload(*entry, PathFromUtf8(argv[2]), installed_blocks, PathFromUtf8(argv[3]),
+                                        manifest.base, [&ranges](std::uint64_t n) { ranges += n; }, nullptr,
+                                        SystemClock(), reason);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (result != 0) {
     std::fprintf(stderr, "BlockDeltaDownload: %s\n", reason.c_str());
     return 1;
   }
+  ranges -= entry->tamanho;  // the progress callable also saw the final hash of the assembled file
   std::string log;
   (void)ReadWholeFile(GetDataFolder() / "launcher.log", log);
   std::printf("%s: %llu blocks of %llu bytes, %llu bytes reported, %.3f s\n  log: %s", entry->caminho.c_str(),

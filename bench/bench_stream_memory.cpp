@@ -29,8 +29,8 @@ long PeakKiB() {
 
 int Decode(const std::string& kind, const char* source, const char* target) {
   std::string error;
-  const bool ok = kind == "orvz" ? DecompressOrvzFile(source, target, nullptr, error)
-                                 : DecompressOrvbFile(source, target, nullptr, error);
+  const bool ok = kind == "orvz" ? DecompressOrvzFile(source, target, std::nullopt, nullptr, error)
+                                 : DecompressOrvbFile(source, target, std::nullopt, nullptr, error);
   if (!ok) {
     std::fprintf(stderr, "%s\n", error.c_str());
     return 1;

@@ -1,5 +1,6 @@
 #include "core/clock.h"
 
+#include <algorithm>
 #include <chrono>
 #include <thread>
 
@@ -18,6 +19,18 @@ class SteadyClock final : public Clock {
 };
 
 }  // namespace
+
+bool Clock::SleepUnlessCancelled(std::uint32_t milliseconds, const CancelFlag* cancel) {
+  const auto is_set = [cancel] { return cancel != nullptr && cancel->load(std::memory_order_relaxed) != 0; };
+  std::uint32_t left = milliseconds;
+  while (left > 0) {
+    if (is_set()) return false;
+    const std::uint32_t slice = std::min(left, kCancelPollMs);
+    SleepMs(slice);
+    left -= slice;
+  }
+  return !is_set();
+}
 
 Clock& SystemClock() {
   static SteadyClock clock;

@@ -2,7 +2,11 @@
 // (back-off, launch spacing) and drive throttling without waiting.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
+
+// A byte the UI thread sets and every transfer, hash, decode loop and back-off sleep polls; non-zero means stop.
+using CancelFlag = std::atomic<std::uint8_t>;
 
 class Clock {
  public:
@@ -10,6 +14,12 @@ class Clock {
   // Monotonic nanoseconds from an arbitrary origin.
   [[nodiscard]] virtual std::uint64_t NowNs() = 0;
   virtual void SleepMs(std::uint32_t milliseconds) = 0;
+  // Sleeps up to `milliseconds` but wakes within kCancelPollMs once `cancel` (may be null) is set. Returns false when
+  // the flag was set (before or during the sleep), true after the full delay. The default polls the flag between
+  // SleepMs slices, so a clock with a fake SleepMs moves through the slices in fake time.
+  [[nodiscard]] virtual bool SleepUnlessCancelled(std::uint32_t milliseconds, const CancelFlag* cancel);
+
+  static constexpr std::uint32_t kCancelPollMs = 20;
 };
 
 // The real clock of the process.

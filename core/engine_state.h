@@ -10,9 +10,6 @@
 
 #include "core/clock.h"
 
-// A byte the UI thread sets and every transfer, hash and decode loop polls; non-zero means stop.
-using CancelFlag = std::atomic<std::uint8_t>;
-
 // Bytes just transferred or hashed (not a running total). An empty callable is skipped.
 using ProgressCallback = std::function<void(std::uint64_t)>;
 
@@ -29,6 +26,10 @@ struct EngineState {
   std::atomic<std::uint8_t> run_active{0};
   // Sleeps and time readings of the run; tests put a fake here.
   Clock* clock = &SystemClock();
+  // Where a self-update puts the new executable and troca.cmd; empty means the process's own
+  // (GetModuleFolder, GetDataFolder), read once when a run starts.
+  std::filesystem::path module_folder;
+  std::filesystem::path data_folder;
 };
 
 inline bool IsSet(const CancelFlag* flag) { return flag != nullptr && flag->load(std::memory_order_relaxed) != 0; }

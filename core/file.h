@@ -14,6 +14,7 @@ class File {
     kRead,            // read, shared for reading, must exist (random access)
     kCreate,          // write, no sharing, created anew (truncating), sequential-scan hint
     kOpenOrCreate,    // write, no sharing, opened or created, position at 0
+    kWriteExisting,   // write, no sharing, must exist, position at 0
   };
 
   File() = default;

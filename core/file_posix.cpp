@@ -14,6 +14,7 @@ bool File::Open(const std::filesystem::path& path, Access access) {
     case Access::kRead: flags |= O_RDONLY; break;
     case Access::kCreate: flags |= O_WRONLY | O_CREAT | O_TRUNC; break;
     case Access::kOpenOrCreate: flags |= O_WRONLY | O_CREAT; break;
+    case Access::kWriteExisting: flags |= O_WRONLY; break;
   }
   const int fd = ::open(path.c_str(), flags, 0644);
   if (fd < 0) return false;

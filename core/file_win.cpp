@@ -16,6 +16,7 @@ bool File::Open(const std::filesystem::path& path, Access access) {
       desired = GENERIC_WRITE, share = 0, disposition = CREATE_ALWAYS, flags = FILE_FLAG_SEQUENTIAL_SCAN;
       break;
     case Access::kOpenOrCreate: desired = GENERIC_WRITE, share = 0, disposition = OPEN_ALWAYS; break;
+    case Access::kWriteExisting: desired = GENERIC_WRITE, share = 0, disposition = OPEN_EXISTING; break;
   }
   HANDLE h = CreateFileW(path.c_str(), desired, share, nullptr, disposition, flags, nullptr);
   if (h == INVALID_HANDLE_VALUE) return false;

@@ -16,13 +16,19 @@ class Parser {
   Parser(const char* begin, const char* end) : pos_(begin), end_(end) {}
 
   bool ParseDocument(JsonValue& out) {
-    SkipBlanks();
-    if (!ParseValue(out)) return false;
+    if (!ParseTree(out)) return false;
     SkipBlanks();
     return pos_ == end_;
   }
 
  private:
+  // An Object or Array whose closing bracket has not come yet, and the member name it will have in
+  // its parent (empty in an Array).
+  struct Open {
+    JsonValue value;
+    std::string key;
+  };
+
   static bool IsBlank(char c) { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
   void SkipBlanks() {
@@ -36,14 +42,94 @@ class Parser {
     return true;
   }
 
-  bool ParseValue(JsonValue& out) {
+  // Nesting is followed with a stack on the heap, not with recursion, so no depth of "[[[[" can
+  // overflow the thread's stack.
+  bool ParseTree(JsonValue& out) {
+    std::vector<Open> open;
+    std::string key;  // the name of the member whose value comes next
+    for (;;) {
+      JsonValue value;
+      bool complete = false;
+      if (!StartValue(open, key, value, complete)) return Abandon(open, out);
+      if (!complete) continue;
+      // A value is complete: add it to its container, then close as many containers as the text does.
+      for (;;) {
+        if (open.empty()) {
+          out = std::move(value);
+          return true;
+        }
+        Open& top = open.back();
+        const bool object = top.value.kind == JsonKind::Object;
+        if (object) {
+          top.value.members.push_back(JsonMember{std::move(key), std::move(value)});
+        } else {
+          top.value.items.push_back(std::move(value));
+        }
+        SkipBlanks();
+        if (pos_ == end_) return Abandon(open, out);
+        const char c = *pos_++;
+        if (c == ',') {
+          if (object && !ParseKey(key)) return Abandon(open, out);
+          break;
+        }
+        if (c != (object ? '}' : ']')) return Abandon(open, out);
+        value = Close(open, key);
+      }
+    }
+  }
+
+  // Reads a scalar into `value` (complete), or opens a container; an empty one is complete at once.
+  bool StartValue(std::vector<Open>& open, std::string& key, JsonValue& value, bool& complete) {
     SkipBlanks();
     if (pos_ == end_) return false;
-    switch (*pos_) {
-      case '{': return ParseObject(out);
-      case '[': return ParseArray(out);
-      case '"': out.kind = JsonKind::String; return ParseString(out.text);
-      default: break;
+    if (*pos_ != '{' && *pos_ != '[') {
+      complete = true;
+      return ParseScalar(value);
+    }
+    const bool object = *pos_++ == '{';
+    open.push_back(Open{JsonValue{}, std::move(key)});
+    open.back().value.kind = object ? JsonKind::Object : JsonKind::Array;
+    key.clear();
+    SkipBlanks();
+    if (pos_ < end_ && *pos_ == (object ? '}' : ']')) {
+      ++pos_;
+      value = Close(open, key);
+      complete = true;
+      return true;
+    }
+    return !object || ParseKey(key);
+  }
+
+  // Pops the innermost container; `key` gets back the name it has in its parent.
+  static JsonValue Close(std::vector<Open>& open, std::string& key) {
+    JsonValue value = std::move(open.back().value);
+    key = std::move(open.back().key);
+    open.pop_back();
+    return value;
+  }
+
+  // On failure the outermost container keeps the values completed inside it.
+  static bool Abandon(std::vector<Open>& open, JsonValue& out) {
+    if (!open.empty()) out = std::move(open.front().value);
+    return false;
+  }
+
+  // A member name and its colon.
+  bool ParseKey(std::string& key) {
+    SkipBlanks();
+    if (pos_ == end_ || *pos_ != '"') return false;
+    key.clear();
+    if (!ParseString(key)) return false;
+    SkipBlanks();
+    if (pos_ == end_ || *pos_ != ':') return false;
+    ++pos_;
+    return true;
+  }
+
+  bool ParseScalar(JsonValue& out) {
+    if (*pos_ == '"') {
+      out.kind = JsonKind::String;
+      return ParseString(out.text);
     }
     if (Literal("true")) {
       out.kind = JsonKind::Bool;
@@ -67,53 +153,6 @@ class Parser {
     out.number = value;
     pos_ = stop;
     return true;
-  }
-
-  bool ParseObject(JsonValue& out) {
-    out.kind = JsonKind::Object;
-    ++pos_;
-    SkipBlanks();
-    if (pos_ < end_ && *pos_ == '}') {
-      ++pos_;
-      return true;
-    }
-    for (;;) {
-      SkipBlanks();
-      if (pos_ == end_ || *pos_ != '"') return false;
-      std::string key;
-      if (!ParseString(key)) return false;
-      SkipBlanks();
-      if (pos_ == end_ || *pos_ != ':') return false;
-      ++pos_;
-      JsonValue value;
-      if (!ParseValue(value)) return false;
-      out.members.push_back(JsonMember{std::move(key), std::move(value)});
-      SkipBlanks();
-      if (pos_ == end_) return false;
-      const char c = *pos_++;
-      if (c == '}') return true;
-      if (c != ',') return false;
-    }
-  }
-
-  bool ParseArray(JsonValue& out) {
-    out.kind = JsonKind::Array;
-    ++pos_;
-    SkipBlanks();
-    if (pos_ < end_ && *pos_ == ']') {
-      ++pos_;
-      return true;
-    }
-    for (;;) {
-      JsonValue item;
-      if (!ParseValue(item)) return false;
-      out.items.push_back(std::move(item));
-      SkipBlanks();
-      if (pos_ == end_) return false;
-      const char c = *pos_++;
-      if (c == ']') return true;
-      if (c != ',') return false;
-    }
   }
 
   // Four bytes converted by the standard unsigned conversion, base 16: it stops at the first byte that
@@ -173,12 +212,36 @@ class Parser {
   const char* end_;
 };
 
+// Moves the children of `value` onto `pending`, leaving it a leaf.
+void TakeChildren(JsonValue& value, std::vector<JsonValue>& pending) {
+  for (JsonValue& item : value.items) pending.push_back(std::move(item));
+  for (JsonMember& member : value.members) pending.push_back(std::move(member.value));
+  value.items.clear();
+  value.members.clear();
+}
+
 const JsonValue& SharedNull() {
   static const JsonValue null_value;
   return null_value;
 }
 
 }  // namespace
+
+JsonValue::JsonValue() = default;
+JsonValue::JsonValue(JsonValue&&) noexcept = default;
+JsonValue& JsonValue::operator=(JsonValue&&) noexcept = default;
+
+// Children are taken apart on a heap list, so destroying a deep tree does not recurse.
+JsonValue::~JsonValue() {
+  if (items.empty() && members.empty()) return;
+  std::vector<JsonValue> pending;
+  TakeChildren(*this, pending);
+  while (!pending.empty()) {
+    JsonValue last = std::move(pending.back());
+    pending.pop_back();
+    TakeChildren(last, pending);
+  }
+}
 
 const JsonValue& JsonValue::Find(std::string_view key) const {
   for (const auto& [name, value] : members) {

@@ -22,6 +22,15 @@ struct JsonValue {
   std::vector<JsonValue> items;                            // Array elements, document order
   std::vector<JsonMember> members;                         // Object members, document order, duplicates kept
 
+  // Trees are moved, never copied (a copy would recurse once per nesting level); the destructor
+  // takes a tree apart without recursion.
+  JsonValue();
+  JsonValue(const JsonValue&) = delete;
+  JsonValue& operator=(const JsonValue&) = delete;
+  JsonValue(JsonValue&&) noexcept;
+  JsonValue& operator=(JsonValue&&) noexcept;
+  ~JsonValue();
+
   // The value of the first member named `key`; the shared Null when there is none or this is not an
   // Object, so lookups chain without checks.
   [[nodiscard]] const JsonValue& Find(std::string_view key) const;
@@ -46,8 +55,8 @@ struct JsonMember {
 
 // Parses `text` into `out` (which the caller made empty). True only when the whole text, less
 // leading and trailing blanks, is one value. Lenient on purpose: strtod numbers (+5, .5, 0x10, nan),
-// unknown escapes taken literally, no UTF-8 validation, no depth limit. On false `out` holds whatever
-// was built before the failure.
+// unknown escapes taken literally, no UTF-8 validation, no depth limit (nesting is followed on the
+// heap, not the stack). On false `out` holds the outermost container with the values completed in it.
 [[nodiscard]] bool ParseJson(std::string_view text, JsonValue& out);
 
 // The JSON string literal of the byte string `s`, quotes included. Bytes >= 0x80 pass through raw.

@@ -27,11 +27,12 @@ std::string_view Digest(const std::string& digests, std::size_t index) {
 
 class BlockDelta {
  public:
-  BlockDelta(const ManifestEntry& entry, const std::filesystem::path& installed, const std::filesystem::path& target,
-             const std::string& base_url, const ProgressCallback& progress, const CancelFlag* cancel, Clock& clock,
-             std::string& error)
+  BlockDelta(const ManifestEntry& entry, const std::filesystem::path& installed, const std::string& installed_blocks,
+             const std::filesystem::path& target, const std::string& base_url, const ProgressCallback& progress,
+             const CancelFlag* cancel, Clock& clock, std::string& error)
       : entry_(entry),
         installed_(installed),
+        installed_digests_(installed_blocks),
         target_(target),
         assembled_(WithSuffix(target, ".bloco")),
         whole_(WithSuffix(target, ".orvb.part")),
@@ -78,14 +79,13 @@ class BlockDelta {
           ReadOrvbTable(bytes, table_, error_)) {
         return true;
       }
-      clock_.SleepMs(RetryDelayMs(attempt));
+      if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
     }
     return false;
   }
 
   // Installed block digest -> the first installed block that has it.
-  std::map<std::string_view, std::uint32_t> ReuseMap() {
-    installed_digests_ = Sha256OfBlocks(installed_, static_cast<std::uint32_t>(entry_.bloco), cancel_);
+  std::map<std::string_view, std::uint32_t> ReuseMap() const {
     std::map<std::string_view, std::uint32_t> reuse;
     for (std::uint32_t j = 0; (j + 1) * 32ull <= installed_digests_.size(); ++j) {
       reuse.emplace(Digest(installed_digests_, j), j);
@@ -135,22 +135,23 @@ class BlockDelta {
     std::vector<std::uint8_t> range;
     std::vector<std::uint8_t> decoded;
     for (const std::vector<std::uint32_t>& run : Runs(missing)) {
-      const OrvbBlock& first = table_.blocks[run.front()];
-      const OrvbBlock& last = table_.blocks[run.back()];
-      const std::uint64_t end = last.offset + last.stored_length;  // one past the run's last byte
-      if (end <= first.offset) {
+      const std::uint64_t begin = table_.blocks[run.front()].offset;
+      std::uint64_t span = 0;
+      if (!RunSpan(run, span)) {
         error_ = "tabela em blocos invalida";
         return false;
       }
-      if (!FetchRun(first.offset, end - 1, range)) return false;
+      if (!FetchRun(begin, begin + span - 1, range)) return false;
       for (const std::uint32_t k : run) {
         const OrvbBlock& block = table_.blocks[k];
-        // Blocks of one run are adjacent in the table but a hostile table could place them anywhere.
-        if (block.offset < first.offset || block.offset - first.offset + block.stored_length > range.size()) {
+        // Blocks of one run are adjacent in the table but a hostile table could place them anywhere;
+        // the test is written so that no term can wrap around.
+        if (block.offset < begin || block.offset - begin > range.size() ||
+            block.stored_length > range.size() - (block.offset - begin)) {
           error_ = "tabela em blocos invalida";
           return false;
         }
-        const std::span<const std::uint8_t> stored(range.data() + (block.offset - first.offset), block.stored_length);
+        const std::span<const std::uint8_t> stored(range.data() + (block.offset - begin), block.stored_length);
         if (!DecodeOrvbBlock(table_, k, stored, decoded, error_)) return false;
         if (Sha256OfBuffer(decoded.data(), decoded.size()) != Digest(entry_.blocos, k)) {
           error_ = "bloco " + std::to_string(k) + " veio corrompido";
@@ -163,6 +164,19 @@ class BlockDelta {
       }
     }
     return true;
+  }
+
+  // The bytes a run's request covers, from its first block's offset to its last block's end. The
+  // table comes from the server: the span may not exceed the stored lengths the run needs (so two
+  // blocks far apart cannot ask for terabytes) nor the size of the .orvb the manifest names.
+  bool RunSpan(const std::vector<std::uint32_t>& run, std::uint64_t& span) const {
+    const OrvbBlock& first = table_.blocks[run.front()];
+    const OrvbBlock& last = table_.blocks[run.back()];
+    std::uint64_t needed = 0;  // at most 32 lengths below 2^32 each: cannot wrap
+    for (const std::uint32_t k : run) needed += table_.blocks[k].stored_length;
+    if (last.offset < first.offset || last.offset - first.offset > needed - last.stored_length) return false;
+    span = last.offset - first.offset + last.stored_length;
+    return span <= entry_.bTamanho;
   }
 
   // Adjacent blocks share one request, up to 32 of them and a bounded buffer.
@@ -189,8 +203,9 @@ class BlockDelta {
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
       if (IsSet(cancel_)) return false;
       if (FetchRange(url_, first, last, range, progress_, cancel_, error_)) return true;
+      if (IsSet(cancel_)) return false;  // paused, not failed: no log line, no back-off
       Log("faixa de %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
-      clock_.SleepMs(RetryDelayMs(attempt));
+      if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
     }
     return false;
   }
@@ -202,14 +217,15 @@ class BlockDelta {
         error_ = "cancelado";
         return false;
       }
-      downloaded = DownloadToFile(url_, whole_, progress_, cancel_, error_);
+      downloaded = DownloadToFile(url_, whole_, progress_, cancel_, error_, entry_.bTamanho);
       if (!downloaded) {
+        if (IsSet(cancel_)) return false;  // paused, not failed: no log line, no back-off
         Log("download %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
-        clock_.SleepMs(RetryDelayMs(attempt));
+        if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
       }
     }
     if (!downloaded) return false;  // the partial .orvb stays for the next run
-    if (!DecompressOrvbFile(whole_, assembled_, cancel_, error_)) {
+    if (!DecompressOrvbFile(whole_, assembled_, entry_.tamanho, cancel_, error_)) {
       DeleteFileAt(assembled_);
       if (!IsSet(cancel_)) DeleteFileAt(whole_);
       return false;
@@ -221,7 +237,7 @@ class BlockDelta {
   }
 
   int Place() {
-    const std::string digest = Sha256OfFile(assembled_, {}, cancel_);
+    const std::string digest = Sha256OfFile(assembled_, progress_, cancel_);
     if (digest.empty() && IsSet(cancel_)) {
       // Interrupted, not wrong: the downloaded .orvb stays so nothing is fetched twice.
       error_ = "cancelado";
@@ -248,6 +264,7 @@ class BlockDelta {
 
   const ManifestEntry& entry_;
   const std::filesystem::path& installed_;
+  const std::string& installed_digests_;
   const std::filesystem::path& target_;
   std::filesystem::path assembled_;
   std::filesystem::path whole_;
@@ -257,7 +274,6 @@ class BlockDelta {
   Clock& clock_;
   std::string& error_;
   OrvbTable table_;
-  std::string installed_digests_;
   File output_;
   bool whole_kept_ = false;
 };
@@ -275,8 +291,9 @@ std::vector<std::vector<std::uint32_t>> AdjacentRuns(const std::vector<std::uint
 }
 
 int BlockDeltaDownload(const ManifestEntry& entry, const std::filesystem::path& installed,
-                       const std::filesystem::path& target, const std::string& base_url,
-                       const ProgressCallback& progress, const CancelFlag* cancel, Clock& clock, std::string& error) {
-  BlockDelta delta(entry, installed, target, base_url, progress, cancel, clock, error);
+                       const std::string& installed_blocks, const std::filesystem::path& target,
+                       const std::string& base_url, const ProgressCallback& progress, const CancelFlag* cancel,
+                       Clock& clock, std::string& error) {
+  BlockDelta delta(entry, installed, installed_blocks, target, base_url, progress, cancel, clock, error);
   return delta.Run();
 }

@@ -14,11 +14,17 @@
 #include "update/manifest.h"
 
 // 0 when `target` holds the verified new file; -1 on failure or cancellation with `error` set.
-// `installed` may be missing. Retries sleep through `clock`. Log lines name the entry's "caminho".
+// `installed` may be missing; `installed_blocks` are its block digests as verification made them
+// (Sha256OfBlocks with the entry's "bloco"; empty when there is no installed file), so the file is not
+// read twice. Each reused block is still checked against its digest when it is copied. The .orvb's
+// table is not trusted: the bytes a run of blocks spans may exceed neither the stored lengths it needs
+// nor "bTamanho", else "tabela em blocos invalida". `progress` sees the range and
+// whole-file bytes and the final hash of the assembled file. Retries sleep through `clock`. Log lines
+// name the entry's "caminho".
 [[nodiscard]] int BlockDeltaDownload(const ManifestEntry& entry, const std::filesystem::path& installed,
-                                     const std::filesystem::path& target, const std::string& base_url,
-                                     const ProgressCallback& progress, const CancelFlag* cancel, Clock& clock,
-                                     std::string& error);
+                                     const std::string& installed_blocks, const std::filesystem::path& target,
+                                     const std::string& base_url, const ProgressCallback& progress,
+                                     const CancelFlag* cancel, Clock& clock, std::string& error);
 
 // Groups ascending block indices into runs of adjacent blocks, at most `max_blocks` each.
 [[nodiscard]] std::vector<std::vector<std::uint32_t>> AdjacentRuns(const std::vector<std::uint32_t>& indices,

@@ -1,6 +1,7 @@
 #include "formats/orvb.h"
 
 #include <cstring>
+#include <optional>
 #include <new>
 
 #include "core/file.h"
@@ -113,7 +114,7 @@ bool DecodeOrvbBlock(const OrvbTable& table, std::size_t index, std::span<const 
 }
 
 bool DecompressOrvbFile(const std::filesystem::path& source_path, const std::filesystem::path& target_path,
-                        const CancelFlag* cancel, std::string& error) {
+                        std::optional<std::uint64_t> expected_size, const CancelFlag* cancel, std::string& error) {
   File source(source_path, File::Access::kReadSequential);
   if (!source.IsOpen()) return Fail(error, "nao abriu o arquivo em blocos");
 
@@ -131,6 +132,11 @@ bool DecompressOrvbFile(const std::filesystem::path& source_path, const std::fil
   OrvbTable table;
   if (!ReadOrvbTable(head, table, error)) return false;
   std::vector<std::uint8_t>().swap(head);
+  if (expected_size && table.raw_size != *expected_size) {
+    return Fail(error, "tabela em blocos nao bate com o manifesto");
+  }
+  const std::int64_t file_size = source.Size();
+  const std::uint64_t size_on_disk = file_size > 0 ? static_cast<std::uint64_t>(file_size) : 0;
 
   File target(target_path, File::Access::kCreate);
   if (!target.IsOpen()) return Fail(error, "nao criou o arquivo de saida");
@@ -140,6 +146,10 @@ bool DecompressOrvbFile(const std::filesystem::path& source_path, const std::fil
   for (std::size_t i = 0; i < table.blocks.size(); ++i) {
     if (IsSet(cancel)) return Fail(error, "cancelado");
     const OrvbBlock& block = table.blocks[i];
+    // Reserve only what the file really holds, not what the table claims.
+    if (block.offset > size_on_disk || block.stored_length > size_on_disk - block.offset) {
+      return Fail(error, "arquivo em blocos truncado");
+    }
     if (!input.Reserve(block.stored_length)) return Fail(error, "memoria insuficiente");
     if (!source.Seek(block.offset) ||
         source.ReadFull(input.data(), block.stored_length) != static_cast<std::int64_t>(block.stored_length)) {

@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <span>
 #include <string>
 #include <vector>
@@ -45,10 +46,15 @@ struct OrvbTable {
                                    std::vector<std::uint8_t>& out, std::string& error);
 
 // Decodes a whole ORVB file into `target` (created anew), one block in memory at a time, reading
-// blocks by their offsets. `cancel` (may be null) is looked at before each block. Errors: "nao abriu o
-// arquivo em blocos", "arquivo em blocos truncado", "tabela em blocos truncada", ReadOrvbTable's,
-// "nao criou o arquivo de saida", "cancelado", DecodeOrvbBlock's, "falha ao gravar (disco cheio?)"
-// (and "memoria insuficiente" when a buffer cannot be had). A partly written target is left.
+// blocks by their offsets. `expected_size`, when given, is the size the decoded file must have (the
+// manifest's): a header that claims another raw size is refused before the target is created, so a
+// table that names one small block many times cannot expand without bound. A block that does not lie
+// inside the file is "arquivo em blocos truncado" before its buffer is reserved. `cancel` (may be null)
+// is looked at before each block. Errors: "nao abriu o arquivo em blocos", "arquivo em blocos
+// truncado", "tabela em blocos truncada", ReadOrvbTable's, "tabela em blocos nao bate com o
+// manifesto", "nao criou o arquivo de saida", "cancelado", DecodeOrvbBlock's, "falha ao gravar (disco
+// cheio?)" (and "memoria insuficiente" when a buffer cannot be had). A partly written target is left.
 [[nodiscard]] bool DecompressOrvbFile(const std::filesystem::path& source_path,
-                                      const std::filesystem::path& target_path, const CancelFlag* cancel,
+                                      const std::filesystem::path& target_path,
+                                      std::optional<std::uint64_t> expected_size, const CancelFlag* cancel,
                                       std::string& error);

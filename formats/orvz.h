@@ -6,6 +6,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 
 #include "core/engine_state.h"
@@ -19,12 +20,17 @@ inline constexpr std::uint64_t kOrvzHeaderSize = 24;
   return std::uint64_t{chunk_size} + chunk_size / 2 + 0x10000;
 }
 
-// Decodes `source` into `target` (created anew), one chunk in memory at a time. `cancel` (may be
-// null) is looked at before each chunk. On failure `error` gets one of: "nao abriu o arquivo
-// comprimido", "arquivo comprimido invalido", "algoritmo de compressao nao suportado", "nao criou o
-// arquivo de saida", "cancelado", "bloco invalido", "arquivo comprimido truncado", "bloco corrompido",
-// "falha ao gravar (disco cheio?)" (and "memoria insuficiente" when a buffer cannot be had); a
-// partly written target is left for the caller. `error` is untouched on success.
+// Decodes `source` into `target` (created anew), one chunk in memory at a time. `expected_size`, when
+// given, is the size the decoded file must have (the manifest's): a header that claims another raw
+// size is refused before the target is created, so a small file cannot expand without bound. Buffers
+// follow what the file holds: a chunk length beyond the bytes left in the file is "arquivo comprimido
+// truncado" before anything is reserved, and the output buffer is had only once a chunk has arrived.
+// `cancel` (may be null) is looked at before each chunk. On failure `error` gets one of: "nao abriu o
+// arquivo comprimido", "arquivo comprimido invalido", "algoritmo de compressao nao suportado", "nao
+// criou o arquivo de saida", "cancelado", "bloco invalido", "arquivo comprimido truncado", "bloco
+// corrompido", "falha ao gravar (disco cheio?)" (and "memoria insuficiente" when a buffer cannot be
+// had); a partly written target is left for the caller. `error` is untouched on success.
 [[nodiscard]] bool DecompressOrvzFile(const std::filesystem::path& source_path,
-                                      const std::filesystem::path& target_path, const CancelFlag* cancel,
+                                      const std::filesystem::path& target_path,
+                                      std::optional<std::uint64_t> expected_size, const CancelFlag* cancel,
                                       std::string& error);

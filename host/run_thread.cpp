@@ -1,5 +1,6 @@
 #include "host/run_thread.h"
 
+#include <exception>
 #include <thread>
 #include <utility>
 
@@ -20,8 +21,16 @@ DetachedRunStarter::DetachedRunStarter(EngineState& state, bool auto_mode, Updat
 
 void DetachedRunStarter::Start(RunRequest request) {
   // The thread owns its request; the process-wide state and callables outlive every run.
+  // Creating the thread may throw; that stays fatal. Inside it, nothing may escape: an exception
+  // leaving a thread's function ends the process.
   std::thread([this, request = std::move(request)] {
-    run_(state_, request.channel, request.apply);
-    FinishRun(state_, auto_mode_, request_close_);
+    try {
+      run_(state_, request.channel, request.apply);
+      FinishRun(state_, auto_mode_, request_close_);
+    } catch (const std::exception& error) {
+      Log("fim da atualizacao com excecao: %s", error.what());
+    } catch (...) {
+      Log("fim da atualizacao com excecao");
+    }
   }).detach();
 }

@@ -12,6 +12,7 @@
 namespace {
 
 constexpr std::size_t kMemoryBuffer = 64u << 10;    // manifest fetches
+constexpr std::size_t kMaxMemoryBody = 64u << 20;   // far above any real manifest
 constexpr std::size_t kTransferBuffer = 256u << 10;  // ranges and file downloads
 
 constexpr std::array<std::uint32_t, 5> kRetryDelaysMs = {2000, 4000, 8000, 15000, 30000};
@@ -41,6 +42,12 @@ class MemoryFetch final : public ResponseHandler {
   }
   bool BeforeRead() override { return true; }
   bool OnChunk(const std::uint8_t* data, std::size_t size) override {
+    if (size > kMaxMemoryBody - body_.size()) {
+      // A wrong URL or an endless answer must not grow memory without bound.
+      reason_ = "resposta grande demais";
+      std::string().swap(body_);
+      return false;
+    }
     body_.append(reinterpret_cast<const char*>(data), size);
     return true;
   }
@@ -134,12 +141,17 @@ class RangeFetch final : public CancellableHandler {
 };
 
 // A whole file into `path`, appending to a partial file when the server answers the open-ended
-// range with 206. The body's length is not checked: the caller's digest decides.
+// range with 206. The body's content is not checked (the caller's digest decides), only that the
+// file never grows past `max_bytes`.
 class FileDownload final : public CancellableHandler {
  public:
-  FileDownload(const std::filesystem::path& path, std::int64_t existing, const ProgressCallback& progress,
-               const CancelFlag* cancel, std::string& reason)
-      : CancellableHandler(cancel, reason), path_(path), existing_(existing), progress_(progress) {}
+  FileDownload(const std::filesystem::path& path, std::int64_t existing, std::uint64_t max_bytes,
+               const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason)
+      : CancellableHandler(cancel, reason),
+        path_(path),
+        existing_(existing),
+        max_bytes_(max_bytes),
+        progress_(progress) {}
 
   bool OnStatus(int status) override {
     // 416: the range starts at or past the end, so the partial file is already whole.
@@ -156,9 +168,16 @@ class FileDownload final : public CancellableHandler {
       Fail("nao abriu " + PathToUtf8(path_));
       return false;
     }
+    size_ = append ? static_cast<std::uint64_t>(existing_) : 0;
     return true;
   }
   bool OnChunk(const std::uint8_t* data, std::size_t size) override {
+    if (size > max_bytes_ || size_ > max_bytes_ - size) {
+      // An endless or oversized body would fill the disk; what was written stays within the limit.
+      Fail("arquivo maior que o esperado");
+      return false;
+    }
+    size_ += size;
     if (!file_.Write(data, size)) {
       Fail("disco cheio ou sem permissao");
       return false;
@@ -175,8 +194,10 @@ class FileDownload final : public CancellableHandler {
  private:
   const std::filesystem::path& path_;
   const std::int64_t existing_;
+  const std::uint64_t max_bytes_;
   const ProgressCallback& progress_;
   File file_;
+  std::uint64_t size_ = 0;  // the file's size so far
 };
 
 }  // namespace
@@ -200,11 +221,11 @@ bool FetchRange(const std::string& url, std::uint64_t first, std::uint64_t last,
 }
 
 bool DownloadToFile(const std::string& url, const std::filesystem::path& path, const ProgressCallback& progress,
-                    const CancelFlag* cancel, std::string& reason) {
+                    const CancelFlag* cancel, std::string& reason, std::uint64_t max_bytes) {
   EnsureParentFolder(path);
   const std::int64_t existing = std::max<std::int64_t>(FileSizeOf(path), 0);
   const std::string range = existing >= 1 ? OpenRangeHeader(static_cast<std::uint64_t>(existing)) : std::string();
-  FileDownload download(path, existing, progress, cancel, reason);
+  FileDownload download(path, existing, max_bytes, progress, cancel, reason);
   if (HttpGet(url, range, kTransferBuffer, download, reason) == 0) return false;
   return download.Finish();
 }

@@ -4,7 +4,8 @@
 //
 // Failures return 0/false and replace `reason` with a short Portuguese text:
 //   "URL invalida", "WinHttpOpen", "conexao", "sem resposta do servidor (N)", "HTTP N", "cancelado",
-//   "conexao caiu (N)", "intervalo incompleto", "nao abriu <path>", "disco cheio ou sem permissao".
+//   "conexao caiu (N)", "intervalo incompleto", "nao abriu <path>", "disco cheio ou sem permissao",
+//   "arquivo maior que o esperado".
 // Success leaves `reason` untouched. N is the Windows error number on Windows and the CURLcode
 // elsewhere (refused connection: 12029 / 7; reset mid-body: 12030 or 10054 / 56). A body that
 // ends before its announced length is an early end, not "conexao caiu", on both (see
@@ -23,7 +24,8 @@
 #include "core/engine_state.h"
 
 // GET with "Cache-Control: no-cache". Returns the HTTP status (0 when no response was had). On 200
-// `body` holds the body (a read failure mid-body just ends it); any other status sets "HTTP N".
+// `body` holds the body (a read failure mid-body just ends it); any other status sets "HTTP N". A body
+// past 64 MiB is dropped: 200 with an empty `body` and "resposta grande demais".
 [[nodiscard]] int FetchToMemory(const std::string& url, std::string& body, std::string& reason);
 
 // GET of bytes first..last (inclusive) into `buffer` (cleared, capacity kept). A 200 answer (range
@@ -36,9 +38,12 @@
 
 // Downloads into `path`, resuming from the size of a partial file already there (open-ended Range).
 // 416 means the partial file is already whole: success, file untouched. 200 rewrites from byte 0.
-// A failed or cancelled download leaves the partial file for the next call.
+// A failed or cancelled download leaves the partial file for the next call. A body that would make
+// the file larger than `max_bytes` stops the download: "arquivo maior que o esperado", the file left
+// at most `max_bytes` long.
 [[nodiscard]] bool DownloadToFile(const std::string& url, const std::filesystem::path& path,
-                                  const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason);
+                                  const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason,
+                                  std::uint64_t max_bytes = UINT64_MAX);
 
 // Back-off before retry `attempt` (from 0; negative counts as 0): 2000, 4000, 8000, 15000, then
 // 30000 ms.

@@ -14,6 +14,7 @@
 #include <strings.h>
 
 #include <cstdlib>
+#include <exception>
 #include <memory>
 #include <string_view>
 
@@ -78,15 +79,30 @@ class Exchange {
  public:
   Exchange(CURL* easy, ResponseHandler& handler) : easy_(easy), handler_(handler) {}
 
+  // An exception must not unwind through libcurl's C frames: it is kept, the transfer aborted, and
+  // Finish throws it again on the caller's side, as the WinHTTP backend's handler calls would.
   static std::size_t HeaderThunk(char* data, std::size_t size, std::size_t count, void* self) {
-    return static_cast<Exchange*>(self)->OnHeaderLine(std::string_view(data, size * count));
+    auto* exchange = static_cast<Exchange*>(self);
+    try {
+      return exchange->OnHeaderLine(std::string_view(data, size * count));
+    } catch (...) {
+      exchange->Keep(std::current_exception());
+      return 0;
+    }
   }
   static std::size_t BodyThunk(char* data, std::size_t size, std::size_t count, void* self) {
-    return static_cast<Exchange*>(self)->OnBody(reinterpret_cast<const std::uint8_t*>(data), size * count);
+    auto* exchange = static_cast<Exchange*>(self);
+    try {
+      return exchange->OnBody(reinterpret_cast<const std::uint8_t*>(data), size * count);
+    } catch (...) {
+      exchange->Keep(std::current_exception());
+      return CURL_WRITEFUNC_ERROR;
+    }
   }
 
   // Hands the end of the exchange to the handler; returns the status for HttpGet.
   int Finish(CURLcode result, std::string& reason) {
+    if (thrown_) std::rethrow_exception(thrown_);
     if (stopped_) return status_;
     if (!final_) {
       reason = "sem resposta do servidor (" + std::to_string(static_cast<int>(result)) + ")";
@@ -146,8 +162,14 @@ class Exchange {
     return !(from_secure && StartsWithNoCase(location_, "http:"));
   }
 
+  void Keep(std::exception_ptr thrown) {
+    thrown_ = std::move(thrown);
+    stopped_ = true;
+  }
+
   CURL* const easy_;
   ResponseHandler& handler_;
+  std::exception_ptr thrown_;
   int status_ = 0;
   std::string location_;
   bool final_ = false;    // the final response's headers are complete

@@ -37,12 +37,17 @@ struct Manifest {
 };
 
 // Parses a manifest fetched from `manifest_url`. False when the text is not JSON or "arquivos" is not
-// an array. Entries with an unsafe "caminho" or a "sha256" that is not 64 characters long are
-// skipped with the log line "entrada ignorada: <caminho>"; an inconsistent block variant is dropped.
+// an array, and, unparsed, when it nests deeper than 64 levels or holds more than 2 million values
+// (a tree of that would take gigabytes). Entries with an unsafe "caminho" (traversal, absolute, a NUL, naming ".atualizando" or
+// ".orvlauncher" or anything inside them, or a file an earlier entry already names) or a "sha256" that
+// is not 64 characters long are skipped with the log line "entrada ignorada: <caminho>"; an
+// inconsistent block variant is dropped.
 [[nodiscard]] bool ParseManifest(std::string_view text, std::string_view manifest_url, Manifest& out);
 
 // True when the manifest names a launcher newer than this one with a 64-character digest.
 [[nodiscard]] bool LauncherUpdateDue(const LauncherEntry& launcher);
 
-// base + "caminho" + suffix with every "\" turned into "/".
+// base + "caminho" + suffix with every "\" turned into "/" and every byte of a segment other than
+// A-Z a-z 0-9 - . _ ~ percent-encoded ("%" "#" "?" "+" ";" blanks, non-ASCII), so both HTTP backends
+// send the same request line and the server looks up the literal name. `base` is used as given.
 [[nodiscard]] std::string EntryUrl(const std::string& base, const std::string& caminho, std::string_view suffix = {});

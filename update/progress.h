@@ -31,12 +31,20 @@ class RunReporter {
   void Estado(std::string_view fase, std::string_view texto, std::int32_t atual, std::int32_t total,
               std::uint64_t bytes, std::uint64_t bytes_total, double velocidade = 0) const {
     PostEstado(state_, fase, texto, atual, total, bytes, bytes_total, velocidade, suffix_);
+    final_sent_ = IsFinalFase(fase);  // only once the sink took it
   }
   [[nodiscard]] const std::string& suffix() const { return suffix_; }
+  // True once the last message sent was a final one ("pronto", "desatualizado", "parado", "erro",
+  // "reiniciar").
+  [[nodiscard]] bool final_sent() const { return final_sent_; }
+  [[nodiscard]] static bool IsFinalFase(std::string_view fase) {
+    return fase == "pronto" || fase == "desatualizado" || fase == "parado" || fase == "erro" || fase == "reiniciar";
+  }
 
  private:
   const EngineState& state_;
   std::string suffix_;
+  mutable bool final_sent_ = false;
 };
 
 // The transfer phase's progress: counts the bytes done and sends a throttled "baixando" message (at

@@ -8,6 +8,9 @@
 
 namespace {
 
+// The manifest gives no size for the launcher; no real one comes near this.
+constexpr std::uint64_t kMaxLauncherBytes = 512ull << 20;
+
 // A path as cmd.exe must read it inside double quotes in a batch file. Quotes already make spaces,
 // "&", "^", "(" and ")" literal; "%" is still expanded in batch files, so it is doubled. (Delayed
 // expansion is off, so "!" needs nothing.)
@@ -44,12 +47,12 @@ std::string SwapScriptText(const std::filesystem::path& novo, const std::filesys
 
 SelfUpdateOutcome RunSelfUpdate(RunContext& run) {
   const LauncherEntry& launcher = run.manifest.launcher;
-  const std::filesystem::path novo = GetModuleFolder() / "OrvLauncher.exe.novo";
+  const std::filesystem::path novo = run.module_folder / "OrvLauncher.exe.novo";
   DeleteFileAt(novo);
 
   std::string reason;
-  const std::string url = run.manifest.base + launcher.arquivo;
-  bool ok = DownloadToFile(url, novo, {}, run.cancel(), reason);
+  const std::string url = EntryUrl(run.manifest.base, launcher.arquivo);
+  bool ok = DownloadToFile(url, novo, {}, run.cancel(), reason, kMaxLauncherBytes);
   if (ok && Sha256OfFile(novo, {}, nullptr) != launcher.sha256) {
     ok = false;
     reason = "hash errado";
@@ -60,8 +63,14 @@ SelfUpdateOutcome RunSelfUpdate(RunContext& run) {
     return SelfUpdateOutcome::kSkipped;
   }
 
-  const std::filesystem::path script = GetDataFolder() / "troca.cmd";
-  (void)WriteWholeFile(script, SwapScriptText(novo, GetModulePath()));
+  const std::filesystem::path script = run.data_folder / "troca.cmd";
+  if (run.data_folder.empty() || !WriteWholeFile(script, SwapScriptText(novo, run.module_path))) {
+    // Without the script nothing would restart the launcher once the window closes.
+    Log("launcher novo: nao gravou %s; troca adiada", PathToUtf8(script).c_str());
+    DeleteFileAt(script);
+    DeleteFileAt(novo);
+    return SelfUpdateOutcome::kSkipped;
+  }
   run.state.swap_script_path = script;
   Log("launcher %s baixado; troca pelo %s", launcher.versao.c_str(), PathToUtf8(script).c_str());
   run.reporter.Estado("reiniciar", "Launcher atualizado. Reiniciando…", 0, 0, 0, 0);

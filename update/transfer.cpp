@@ -23,12 +23,13 @@ constexpr char kPauseText[] = "Pausado. Continue depois de onde parou.";
 // One entry's transfer, with the final message when it fails.
 class EntryTransfer {
  public:
-  EntryTransfer(RunContext& run, TransferProgress& progress, const ManifestEntry& entry, std::int32_t index)
+  EntryTransfer(RunContext& run, TransferProgress& progress, const FetchItem& item, std::int32_t index)
       : run_(run),
         progress_(progress),
-        entry_(entry),
+        entry_(*item.entry),
+        installed_blocks_(item.installed_blocks),
         index_(index),
-        staged_(JoinRelative(StagingFolder(run.game), entry.caminho)) {}
+        staged_(JoinRelative(StagingFolder(run.game), item.entry->caminho)) {}
 
   // True when the new file lies at its staged path.
   bool Run() {
@@ -37,7 +38,10 @@ class EntryTransfer {
     const std::filesystem::path partial = WithSuffix(staged_, compressed ? ".orvz.part" : ".part");
     const std::int64_t existing = FileSizeOf(partial);
     if (existing > 0) progress_.AddResumed(static_cast<std::uint64_t>(existing));
-    if (!Download(EntryUrl(run_.manifest.base, entry_.caminho, compressed ? ".orvz" : ""), partial)) return false;
+    if (!Download(EntryUrl(run_.manifest.base, entry_.caminho, compressed ? ".orvz" : ""), partial,
+                  compressed ? entry_.zTamanho : entry_.tamanho)) {
+      return false;
+    }
 
     std::filesystem::path result = partial;
     if (compressed) {
@@ -57,22 +61,25 @@ class EntryTransfer {
   bool RunBlocks() {
     std::string reason;
     const std::filesystem::path installed = JoinRelative(run_.game, entry_.caminho);
-    if (BlockDeltaDownload(entry_, installed, staged_, run_.manifest.base, progress_.Callback(), run_.cancel(),
-                           run_.clock(), reason) >= 0) {
+    if (BlockDeltaDownload(entry_, installed, installed_blocks_, staged_, run_.manifest.base, progress_.Callback(),
+                           run_.cancel(), run_.clock(), reason) >= 0) {
       return true;
     }
+    if (run_.Cancelled()) return Fail("");
     Log("por bloco %s falhou: %s", entry_.caminho.c_str(), reason.c_str());
     return Fail("Falha ao atualizar " + entry_.caminho + " (" + reason + "). Tente de novo.");
   }
 
-  bool Download(const std::string& url, const std::filesystem::path& partial) {
+  bool Download(const std::string& url, const std::filesystem::path& partial, std::uint64_t size) {
     std::string reason;
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
       if (run_.Cancelled()) return Fail("");
-      if (DownloadToFile(url, partial, progress_.Callback(), run_.cancel(), reason)) return true;
+      if (DownloadToFile(url, partial, progress_.Callback(), run_.cancel(), reason, size)) return true;
+      // A pause is not a failed attempt: no log line, no back-off.
+      if (run_.Cancelled()) return Fail("");
       Log("download %s falhou (%s), tentativa %d", entry_.caminho.c_str(), reason.c_str(), attempt + 1);
-      // The pause follows the last failure too, before giving up.
-      run_.clock().SleepMs(RetryDelayMs(attempt));
+      // The pause follows the last failure too, before giving up; "Pausar" cuts it short.
+      if (!run_.clock().SleepUnlessCancelled(RetryDelayMs(attempt), run_.cancel())) return Fail("");
     }
     return Fail("Falha ao baixar " + entry_.caminho + " (" + reason + "). Tente de novo.");
   }
@@ -82,7 +89,7 @@ class EntryTransfer {
     run_.reporter.Estado("baixando", "Descompactando " + std::to_string(index_ + 1) + "/" + std::to_string(n),
                          index_ + 1, n, progress_.done(), progress_.planned());
     std::string reason;
-    if (DecompressOrvzFile(partial, unpacked, run_.cancel(), reason)) return true;
+    if (DecompressOrvzFile(partial, unpacked, entry_.tamanho, run_.cancel(), reason)) return true;
     Log("descompactar %s falhou (%s)", entry_.caminho.c_str(), reason.c_str());
     DeleteFileAt(unpacked);
     if (!run_.Cancelled()) DeleteFileAt(partial);
@@ -113,22 +120,54 @@ class EntryTransfer {
   RunContext& run_;
   TransferProgress& progress_;
   const ManifestEntry& entry_;
+  const std::string& installed_blocks_;
   std::int32_t index_;
   std::filesystem::path staged_;
 };
 
+// Why `relative` cannot be moved into place, or empty when it can: an installed path that is a
+// folder, or a file where one of its parent folders should be, would make the replay stop half-way
+// and leave a journal that blocks every later run.
+std::string ReplaceBlocker(const std::filesystem::path& game, const std::string& relative) {
+  const std::filesystem::path installed = JoinRelative(game, relative);
+  if (PathExists(installed) && FileSizeOf(installed) < 0) return relative + " e uma pasta";
+  for (std::size_t cut = relative.find_first_of("/\\"); cut != std::string::npos;
+       cut = relative.find_first_of("/\\", cut + 1)) {
+    const std::string parent = relative.substr(0, cut);
+    if (FileSizeOf(JoinRelative(game, parent)) >= 0) return parent + " e um arquivo";
+  }
+  return {};
+}
+
 // A rename only reorders names; the bytes of a staged file must be on disk before the journal says
-// it replaces the installed one, or a power cut could leave a hole that the hash cache trusts.
-void FlushToDisk(const std::filesystem::path& path) {
-  File file(path, File::Access::kOpenOrCreate);
-  if (file.IsOpen()) file.Flush();
+// it replaces the installed one, or a power cut could leave a hole that the hash cache trusts. The
+// file is opened existing-only: one that vanished since it was verified must not come back empty.
+bool FlushToDisk(const std::filesystem::path& path) {
+  File file(path, File::Access::kWriteExisting);
+  if (!file.IsOpen()) return false;
+  (void)file.Flush();
+  return true;
+}
+
+// Everything that could stop the replay half-way is checked before the journal exists.
+std::string InstallBlocker(const RunContext& run, const std::vector<std::string>& install_list) {
+  for (const std::string& relative : install_list) {
+    std::string blocker = ReplaceBlocker(run.game, relative);
+    if (!blocker.empty()) return blocker;
+    if (!FlushToDisk(JoinRelative(StagingFolder(run.game), relative))) return relative + " sumiu de .atualizando";
+  }
+  return {};
 }
 
 bool Install(RunContext& run, const std::vector<std::string>& install_list, std::int32_t n, std::uint64_t planned) {
   run.reporter.Estado("instalando", "Instalando…", n, n, planned, planned);
-  for (const std::string& relative : install_list) FlushToDisk(JoinRelative(StagingFolder(run.game), relative));
+  std::string reason = InstallBlocker(run, install_list);
+  if (!reason.empty()) {
+    Log("instalacao recusada: %s", reason.c_str());
+    run.reporter.Estado("erro", "Não foi possível instalar: " + reason, 0, 0, 0, 0);
+    return false;
+  }
   SwapJournal::Write(run.game, install_list);
-  std::string reason;
   if (!SwapJournal::Replay(run.game, reason)) {
     run.reporter.Estado("erro", "Não foi possível instalar: " + reason, 0, 0, 0, 0);
     return false;
@@ -165,9 +204,10 @@ TransferOutcome TransferAndInstall(RunContext& run, const UpdatePlan& plan) {
   const auto n = static_cast<std::int32_t>(plan.to_fetch.size());
   TransferProgress progress(run.reporter, run.clock(), n, plan.planned_bytes);
   for (std::int32_t i = 0; i < n; ++i) {
-    const ManifestEntry& entry = *plan.to_fetch[static_cast<size_t>(i)].entry;
+    const FetchItem& item = plan.to_fetch[static_cast<size_t>(i)];
+    const ManifestEntry& entry = *item.entry;
     progress.SetEntry(i);
-    EntryTransfer transfer(run, progress, entry, i);
+    EntryTransfer transfer(run, progress, item, i);
     if (!transfer.Run()) return TransferOutcome::kEnded;
     install_list.push_back(entry.caminho);
   }

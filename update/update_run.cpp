@@ -1,5 +1,6 @@
 #include "update/update_run.h"
 
+#include <exception>
 #include <string>
 
 #include "core/log.h"
@@ -37,7 +38,7 @@ bool FetchManifest(RunContext& run) {
     return false;
   }
   if (!ParseManifest(body, url, run.manifest)) {
-    Log("manifesto %s: %s", url.c_str(), "JSON invalido");
+    Log("manifesto %s: %s", url.c_str(), reason.empty() ? "JSON invalido" : reason.c_str());
     run.reporter.Estado("erro", "Servidor de atualização indisponível (manifesto inválido).", 0, 0, 0, 0);
     return false;
   }
@@ -92,10 +93,41 @@ void RunSteps(RunContext& run, bool apply) {
   ReportUpToDate(run);
 }
 
+// Logs what ended the run and sends its final message unless one went already; must not throw.
+void EndWithException(const RunContext& run, const char* what) noexcept {
+  try {
+    Log("atualizacao interrompida por excecao: %s", what);
+    if (!run.reporter.final_sent()) {
+      run.reporter.Estado("erro", "Erro inesperado na atualização. Tente de novo.", 0, 0, 0, 0);
+    }
+  } catch (...) {
+    // Even the last message failed (no memory at all): the run still ends and RunActive is cleared.
+  }
+}
+
+// The run's boundary: nothing thrown below (an allocation that fails, a file-system error) may end
+// the process or leave the page without a final message.
+void RunGuarded(RunContext& run, bool apply) {
+  try {
+    RunSteps(run, apply);
+  } catch (const std::exception& error) {
+    EndWithException(run, error.what());
+  } catch (...) {
+    EndWithException(run, "desconhecida");
+  }
+}
+
 }  // namespace
 
 void UpdateEngine::Run(EngineState& state, const Channel& channel, bool apply) {
   const ActiveRun active(state);
-  RunContext run(state, channel);
-  RunSteps(run, apply);
+  try {
+    RunContext run(state, channel);
+    RunGuarded(run, apply);
+  } catch (...) {
+    try {
+      PostEstado(state, "erro", "Erro inesperado na atualização. Tente de novo.", 0, 0, 0, 0, 0, {});
+    } catch (...) {
+    }
+  }
 }

@@ -44,17 +44,20 @@ bool StagedCopyIsReady(RunContext& run, const ManifestEntry& entry, size_t i, st
   return Sha256OfFile(staged, {}, run.cancel()) == entry.sha256;
 }
 
-std::uint64_t TransferEstimate(RunContext& run, const ManifestEntry& entry, size_t i, std::uint64_t bytes_seen) {
+// The transfer estimate of an entry to fetch; a block entry keeps the installed block digests it was
+// compared with, for the transfer to reuse.
+FetchItem ToFetch(RunContext& run, const ManifestEntry& entry, size_t i, std::uint64_t bytes_seen) {
   if (entry.HasBlockVariant()) {
     const std::filesystem::path local = JoinRelative(run.game, entry.caminho);
-    if (FileSizeOf(local) <= 0) return entry.bTamanho;
+    if (FileSizeOf(local) <= 0) return FetchItem{&entry, entry.bTamanho, {}};
     const auto n = run.FileCount();
     run.reporter.Estado("verificando", Counter("Comparando blocos ", i, static_cast<size_t>(n)),
                         static_cast<std::int32_t>(i + 1), n, bytes_seen, run.manifest.total_bytes);
-    return BlockTransferEstimate(entry,
-                                 Sha256OfBlocks(local, static_cast<std::uint32_t>(entry.bloco), run.cancel()));
+    std::string digests = Sha256OfBlocks(local, static_cast<std::uint32_t>(entry.bloco), run.cancel());
+    const std::uint64_t estimate = BlockTransferEstimate(entry, digests);
+    return FetchItem{&entry, estimate, std::move(digests)};
   }
-  return entry.zTamanho != 0 ? entry.zTamanho : entry.tamanho;
+  return FetchItem{&entry, entry.zTamanho != 0 ? entry.zTamanho : entry.tamanho, {}};
 }
 
 }  // namespace
@@ -70,8 +73,10 @@ std::uint64_t BlockTransferEstimate(const ManifestEntry& entry, const std::strin
   for (std::uint64_t k = 0; k < count; ++k) {
     if (!present.contains(std::string_view(entry.blocos).substr(k * 32, 32))) ++missing;
   }
-  const double share = static_cast<double>(missing) / static_cast<double>(count > 0 ? count : 1);
-  const auto estimate = static_cast<std::uint64_t>(static_cast<double>(entry.bTamanho) * share);
+  // bTamanho x missing first, then the division: dividing first loses a byte to rounding now and then.
+  const double estimate_bytes = static_cast<double>(entry.bTamanho) * static_cast<double>(missing) /
+                                static_cast<double>(count > 0 ? count : 1);
+  const auto estimate = static_cast<std::uint64_t>(estimate_bytes);
   return estimate < 1 ? 1 : estimate;
 }
 
@@ -93,7 +98,7 @@ bool VerifyInstallation(RunContext& run, UpdatePlan& plan) {
       plan.staged_bytes += entry.tamanho;
       continue;
     }
-    plan.to_fetch.push_back(FetchItem{&entry, TransferEstimate(run, entry, i, bytes_seen)});
+    plan.to_fetch.push_back(ToFetch(run, entry, i, bytes_seen));
   }
   // A hash interrupted on the last file must not pass for a file that is out of date.
   if (run.Cancelled()) {

@@ -119,9 +119,53 @@ TEST(JsonParse, EscapesAndUnicode) {
   EXPECT_FALSE(Parses("\"\\u12"));
 }
 
+// Nesting lives on the heap: a million levels (far past any thread's stack if each level took a
+// call) parse, are walked and are destroyed; unfinished ones fail the same way.
 TEST(JsonParse, DeepNestingHasNoLimitOfItsOwn) {
-  const std::string deep = std::string(2000, '[') + std::string(2000, ']');
-  EXPECT_TRUE(Parses(deep));
+  constexpr std::size_t kDeep = 1000000;
+  {
+    JsonValue value;
+    ASSERT_TRUE(ParseJson(std::string(kDeep, '[') + std::string(kDeep, ']'), value));
+    std::size_t depth = 0;
+    for (const JsonValue* v = &value; v != nullptr && v->IsArray(); v = v->items.empty() ? nullptr : &v->items[0]) {
+      ++depth;
+    }
+    EXPECT_EQ(depth, kDeep);
+  }
+  std::string objects;
+  for (std::size_t i = 0; i < kDeep; ++i) objects += "{\"a\":";
+  {
+    JsonValue value;
+    ASSERT_TRUE(ParseJson(objects + "7" + std::string(kDeep, '}'), value));
+    const JsonValue* v = &value;
+    for (std::size_t i = 0; i < kDeep; ++i) v = &v->Find("a");
+    EXPECT_EQ(v->number, 7.0);
+  }
+  EXPECT_FALSE(Parses(std::string(kDeep, '[')));
+  EXPECT_FALSE(Parses(objects));
+  EXPECT_FALSE(Parses(std::string(kDeep, '[') + std::string(kDeep - 1, ']')));
+  EXPECT_FALSE(Parses(std::string(kDeep, '[') + std::string(kDeep + 1, ']')));
+  EXPECT_FALSE(Parses(std::string(kDeep, '[') + std::string(kDeep, '}')));
+
+  // Mixed shapes close in the right order, and members keep their own names after a nested value.
+  const JsonValue mixed = Parsed(R"({"a":[{},[],{"b":[1,{"c":"d"}]}],"e":{"f":[[2]]},"g":3})");
+  ASSERT_EQ(mixed.members.size(), 3u);
+  EXPECT_EQ(mixed.Find("a").items.size(), 3u);
+  EXPECT_EQ(mixed.Find("a").items[2].Find("b").items[1].Find("c").text, "d");
+  EXPECT_EQ(mixed.Find("e").Find("f").items[0].items[0].number, 2.0);
+  EXPECT_EQ(mixed.Find("g").number, 3.0);
+  EXPECT_EQ(mixed.Find("a").items[0].kind, JsonKind::Object);
+  EXPECT_EQ(mixed.Find("a").items[1].kind, JsonKind::Array);
+  for (const char* bad : {"[{]}", "{\"a\":[}", "[[]", "{\"a\":{}", "[]]", "{\"a\":{\"b\" 1}}", "[{\"a\"}]"}) {
+    EXPECT_FALSE(Parses(bad)) << bad;
+  }
+
+  // A failure leaves the outermost container with what was complete inside it.
+  JsonValue partial;
+  EXPECT_FALSE(ParseJson(R"([1,[2],{"x":3},[4,)", partial));
+  ASSERT_EQ(partial.kind, JsonKind::Array);
+  ASSERT_EQ(partial.items.size(), 3u);
+  EXPECT_EQ(partial.items[2].Find("x").number, 3.0);
 }
 
 TEST(JsonQuote, EscapeTable) {

@@ -100,10 +100,11 @@ TEST(OrvbBlock, StoredAndCompressedBlocks) {
 
 class OrvbFileTest : public testing::Test {
  protected:
-  std::string Decode(const std::string& bytes, const CancelFlag* cancel = nullptr) {
+  std::string Decode(const std::string& bytes, const CancelFlag* cancel = nullptr,
+                     std::optional<std::uint64_t> expected = std::nullopt) {
     WriteTestFile(source_, bytes);
     std::string error;
-    if (DecompressOrvbFile(source_, target_, cancel, error)) return "";
+    if (DecompressOrvbFile(source_, target_, expected, cancel, error)) return "";
     EXPECT_FALSE(error.empty());
     return error;
   }
@@ -132,7 +133,7 @@ TEST_F(OrvbFileTest, PublishedFilesRoundTrip) {
     WriteTestFile(raw, std::string(c.data.begin(), c.data.end()));
     std::string error;
     ASSERT_TRUE(WriteOrvbFile(raw, source_, PackParameters{c.algorithm, c.block, 6}, nullptr, error)) << error;
-    ASSERT_TRUE(DecompressOrvbFile(source_, target_, nullptr, error)) << error;
+    ASSERT_TRUE(DecompressOrvbFile(source_, target_, std::nullopt, nullptr, error)) << error;
     EXPECT_EQ(ReadTestFile(target_), std::string(c.data.begin(), c.data.end()));
   }
   // Random blocks do not shrink: they are stored raw, the text blocks compressed.
@@ -179,7 +180,7 @@ TEST_F(OrvbFileTest, BlocksAreReadByOffset) {
 
 TEST_F(OrvbFileTest, FileLevelChecks) {
   std::string error;
-  EXPECT_FALSE(DecompressOrvbFile(dir_ / "nao-existe.orvb", target_, nullptr, error));
+  EXPECT_FALSE(DecompressOrvbFile(dir_ / "nao-existe.orvb", target_, std::nullopt, nullptr, error));
   EXPECT_EQ(error, "nao abriu o arquivo em blocos");
   const std::string good = OrvbFile(kAlgorithmXpressHuff, 4, 8, {"abcd", "efgh"}, {1, 1});
   EXPECT_EQ(Decode(good.substr(0, 27)), "arquivo em blocos truncado");
@@ -197,7 +198,7 @@ TEST_F(OrvbFileTest, FileLevelChecks) {
   EXPECT_FALSE(std::filesystem::exists(target_)) << "no target before the table passed";
 
   WriteTestFile(source_, good);
-  EXPECT_FALSE(DecompressOrvbFile(source_, dir_ / "sem-pasta" / "x", nullptr, error));
+  EXPECT_FALSE(DecompressOrvbFile(source_, dir_ / "sem-pasta" / "x", std::nullopt, nullptr, error));
   EXPECT_EQ(error, "nao criou o arquivo de saida");
 }
 
@@ -218,7 +219,7 @@ TEST_F(OrvbFileTest, FailedWritesAreReported) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs /dev/full";
   WriteTestFile(source_, OrvbFile(kAlgorithmXpressHuff, 4, 4, {"abcd"}, {1}));
   std::string error;
-  EXPECT_FALSE(DecompressOrvbFile(source_, "/dev/full", nullptr, error));
+  EXPECT_FALSE(DecompressOrvbFile(source_, "/dev/full", std::nullopt, nullptr, error));
   EXPECT_EQ(error, "falha ao gravar (disco cheio?)");
 }
 

@@ -17,10 +17,11 @@ namespace {
 class OrvzTest : public testing::Test {
  protected:
   // Writes `bytes` as the source and decodes it; returns the error ("" on success).
-  std::string Decode(const std::string& bytes, const CancelFlag* cancel = nullptr) {
+  std::string Decode(const std::string& bytes, const CancelFlag* cancel = nullptr,
+                     std::optional<std::uint64_t> expected = std::nullopt) {
     WriteTestFile(source_, bytes);
     std::string error;
-    if (DecompressOrvzFile(source_, target_, cancel, error)) return "";
+    if (DecompressOrvzFile(source_, target_, expected, cancel, error)) return "";
     EXPECT_FALSE(error.empty());
     return error;
   }
@@ -51,7 +52,7 @@ TEST_F(OrvzTest, PublishedFilesRoundTrip) {
     WriteTestFile(raw, c.data);
     std::string error;
     ASSERT_TRUE(WriteOrvzFile(raw, source_, PackParameters{c.algorithm, c.chunk, 6}, nullptr, error)) << error;
-    ASSERT_TRUE(DecompressOrvzFile(source_, target_, nullptr, error)) << error;
+    ASSERT_TRUE(DecompressOrvzFile(source_, target_, std::nullopt, nullptr, error)) << error;
     EXPECT_EQ(ReadTestFile(target_), c.data);
   }
 }
@@ -64,7 +65,7 @@ TEST_F(OrvzTest, EmptyFileNeedsNoChunks) {
 
 TEST_F(OrvzTest, HeaderChecks) {
   std::string error;
-  EXPECT_FALSE(DecompressOrvzFile(dir_ / "nao-existe.orvz", target_, nullptr, error));
+  EXPECT_FALSE(DecompressOrvzFile(dir_ / "nao-existe.orvz", target_, std::nullopt, nullptr, error));
   EXPECT_EQ(error, "nao abriu o arquivo comprimido");
 
   const std::string good = OrvzHeader(kAlgorithmXpressHuff, 16, 0);
@@ -93,7 +94,7 @@ TEST_F(OrvzTest, UnknownAlgorithmIsRefusedAfterTheHeaderChecks) {
 TEST_F(OrvzTest, TargetThatCannotBeCreated) {
   WriteTestFile(source_, OrvzHeader(kAlgorithmXpressHuff, 16, 0));
   std::string error;
-  EXPECT_FALSE(DecompressOrvzFile(source_, dir_ / "sem-pasta" / "x.bin", nullptr, error));
+  EXPECT_FALSE(DecompressOrvzFile(source_, dir_ / "sem-pasta" / "x.bin", std::nullopt, nullptr, error));
   EXPECT_EQ(error, "nao criou o arquivo de saida");
 }
 
@@ -154,7 +155,7 @@ TEST_F(OrvzTest, FailedWritesAreReported) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs /dev/full";
   WriteTestFile(source_, OrvzHeader(kAlgorithmXpressHuff, 4, 4) + OrvzChunk(Container(kAlgorithmXpressHuff, "abcd")));
   std::string error;
-  EXPECT_FALSE(DecompressOrvzFile(source_, "/dev/full", nullptr, error));
+  EXPECT_FALSE(DecompressOrvzFile(source_, "/dev/full", std::nullopt, nullptr, error));
   EXPECT_EQ(error, "falha ao gravar (disco cheio?)");
 }
 

@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <stdexcept>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "core/file_util.h"
@@ -279,6 +282,25 @@ TEST(RunThread, ClosesTheWindowForASwapOrInAutomaticMode) {
   state.swap_script_path = folders.root() / "troca.cmd";
   FinishRun(state, false, close);
   EXPECT_EQ(closes, 2);
+}
+
+// An exception from the run or from what follows it must not end the process from the detached
+// thread: it is logged there and the thread ends.
+TEST(RunThread, AnExceptionInsideTheRunThreadIsLoggedNotFatal) {
+  ScopedFolders folders;
+  EngineState state;
+  LauncherConfig config = LauncherConfigFromText("{}", folders.root().path());
+  DetachedRunStarter starter(
+      state, /*auto_mode=*/true, [](EngineState&, const Channel&, bool) { throw std::runtime_error("falha de teste"); },
+      [] {});
+  starter.Start(RunRequest{config.canais.at(0), true});
+  std::string log;
+  for (int i = 0; i < 500 && log.find("fim da atualizacao com excecao: falha de teste") == std::string::npos; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    (void)ReadWholeFile(GetDataFolder() / "launcher.log", log);
+  }
+  EXPECT_NE(log.find("] fim da atualizacao com excecao: falha de teste\r\n"), std::string::npos) << log;
+  EXPECT_EQ(log.find("--auto: fim"), std::string::npos);
 }
 
 }  // namespace

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 #include "core/file_util.h"
 #include "core/paths.h"
@@ -29,6 +30,32 @@ TEST(Manifest, RejectsTextsThatAreNotAManifest) {
   for (const char* bad : {"", "nada", "{\"arquivos\":{}}", "{\"arquivos\":\"x\"}", "{}", "[]", "{\"arquivos\":[]"}) {
     EXPECT_FALSE(ParseManifest(bad, "https://h/c/manifest.json", m)) << bad;
   }
+}
+
+// Shapes that would cost gigabytes as a tree are refused before parsing; a large real manifest is not.
+TEST(Manifest, RefusesDeepNestingAndMillionsOfValuesButNotALargeGame) {
+  Manifest m;
+  EXPECT_FALSE(ParseManifest("{\"x\":" + std::string(1 << 20, '['), "https://h/m", m));
+  EXPECT_FALSE(ParseManifest("{\"arquivos\":[],\"x\":" + std::string(70, '[') + std::string(70, ']') + "}",
+                             "https://h/m", m));
+  EXPECT_TRUE(ParseManifest("{\"arquivos\":[],\"x\":" + std::string(60, '[') + std::string(60, ']') + "}",
+                            "https://h/m", m));
+  std::string flat = "{\"arquivos\":[],\"x\":[0";
+  for (int i = 0; i < 2'000'000; ++i) flat += ",0";
+  EXPECT_FALSE(ParseManifest(flat + "]}", "https://h/m", m));
+  // Brackets and commas inside strings are text, not structure.
+  EXPECT_TRUE(ParseManifest("{\"arquivos\":[],\"x\":\"" + std::string(100, '[') + "\\\"" +
+                                std::string(3'000'000, ',') + "\"}",
+                            "https://h/m", m));
+  // 120,000 entries with every variant field.
+  std::string large = "{\"arquivos\":[";
+  for (int i = 0; i < 120'000; ++i) {
+    large += (i == 0 ? "" : ",") +
+             Entry("dados/" + std::to_string(i) + ".pak", kHash, ",\"zTamanho\":5,\"bloco\":8,\"bTamanho\":6,"
+                                                                 "\"blocos\":\"" + std::string(64, 'c') + "\"");
+  }
+  ASSERT_TRUE(ParseManifest(large + "]}", "https://h/m", m));
+  EXPECT_EQ(m.arquivos.size(), 120'000u);
 }
 
 TEST(Manifest, DefaultsVersionsAndBase) {
@@ -115,6 +142,43 @@ TEST(Manifest, EntryUrlUsesForwardSlashes) {
   EXPECT_EQ(EntryUrl("https://h/c/", "x.txt"), "https://h/c/x.txt");
 }
 
+TEST(Manifest, EntryUrlEscapesEverySegmentByte) {
+  // Only the path's own bytes are escaped; the base is the server's and stays as given.
+  EXPECT_EQ(EntryUrl("https://h/a%20b/", "100% pronto.txt"), "https://h/a%20b/100%25%20pronto.txt");
+  EXPECT_EQ(EntryUrl("https://h/", "C#/notas.txt"), "https://h/C%23/notas.txt");
+  EXPECT_EQ(EntryUrl("https://h/", "%41.txt"), "https://h/%2541.txt");
+  EXPECT_EQ(EntryUrl("https://h/", "que?.txt", ".orvz"), "https://h/que%3F.txt.orvz");
+  EXPECT_EQ(EntryUrl("https://h/", "ação + reação;x=1&y.txt"),
+            "https://h/a%C3%A7%C3%A3o%20%2B%20rea%C3%A7%C3%A3o%3Bx%3D1%26y.txt");
+  EXPECT_EQ(EntryUrl("https://h/", "A-z_0.9~"), "https://h/A-z_0.9~");
+}
+
+// Entries that could only do harm: a NUL (the name on disk would stop there), the launcher's own
+// folders however spelled, and a second entry for a file already listed (the first one counts).
+TEST(Manifest, EntriesNamingOwnFoldersNulOrADuplicateAreSkipped) {
+  ScopedFolders folders;
+  const std::string nul = "a.pak\\u0000b.pak";
+  const std::vector<std::string> refused = {
+      nul, ".atualizando", ".atualizando/diario.json", ".orvlauncher\\\\hashes.json", ".ORVLAUNCHER/x",
+      "./.atualizando/y", ".orvlauncher. /z", "a.pak", "./a.pak", "dados//x.pak", "dados\\\\x.pak"};
+  std::string list = Entry("a.pak") + "," + Entry("dados/x.pak") + "," + Entry(".atualizando2/ok") + "," +
+                     Entry("x.orvlauncher");
+  for (const std::string& caminho : refused) list += "," + Entry(caminho);
+  Manifest m;
+  ASSERT_TRUE(ParseManifest("{\"arquivos\":[" + list + "]}", "https://h/m", m));
+  ASSERT_EQ(m.arquivos.size(), 4u);
+  EXPECT_EQ(m.arquivos[0].caminho, "a.pak");
+  EXPECT_EQ(m.arquivos[1].caminho, "dados/x.pak");
+  EXPECT_EQ(m.arquivos[2].caminho, ".atualizando2/ok");
+  EXPECT_EQ(m.arquivos[3].caminho, "x.orvlauncher");
+  EXPECT_EQ(m.total_bytes, 40u);
+  const std::string log = LogText();
+  for (const char* skipped : {".atualizando/diario.json", ".ORVLAUNCHER/x", "./.atualizando/y", "./a.pak"}) {
+    EXPECT_NE(log.find(std::string("] entrada ignorada: ") + skipped + "\r\n"), std::string::npos) << skipped;
+  }
+  EXPECT_NE(log.find("] entrada ignorada: a.pak\r\n"), std::string::npos);  // the NUL entry, cut in the log only
+}
+
 TEST(Verification, BlockEstimateCountsBlocksFoundNowhereInTheInstalledFile) {
   ManifestEntry entry;
   entry.bTamanho = 1000;
@@ -127,6 +191,13 @@ TEST(Verification, BlockEstimateCountsBlocksFoundNowhereInTheInstalledFile) {
   entry.bTamanho = 10;
   entry.blocos = a + b + c;
   EXPECT_EQ(BlockTransferEstimate(entry, a), 6u);  // 10 x 2/3 truncated
+  // Multiplied before it is divided: 90 x 7 / 10 is 63, where 90 x (7 / 10) falls just short of it.
+  entry.bTamanho = 90;
+  entry.blocos.clear();
+  for (char k = 'a'; k < 'a' + 10; ++k) entry.blocos += std::string(32, k);
+  EXPECT_EQ(BlockTransferEstimate(entry, a + b + c), 63u);
+  entry.bTamanho = 670;
+  EXPECT_EQ(BlockTransferEstimate(entry, c + b + a), 469u);
 }
 
 TEST(SelfUpdate, SwapScriptForAnOrdinaryPathIsExactlyTheKnownText) {

@@ -36,6 +36,12 @@ class SteppingClock final : public Clock {
     now_ns += std::uint64_t{milliseconds} * 1'000'000ULL;
     if (on_sleep) on_sleep();
   }
+  // One recorded sleep per back-off, not one per poll slice.
+  bool SleepUnlessCancelled(std::uint32_t milliseconds, const CancelFlag* cancel) override {
+    if (cancel != nullptr && cancel->load() != 0) return false;
+    SleepMs(milliseconds);
+    return cancel == nullptr || cancel->load() == 0;
+  }
   std::uint64_t now_ns = 0;
   std::vector<std::uint32_t> sleeps_ms;
   std::function<void()> on_sleep;
@@ -242,7 +248,7 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
                       s4 = published_["dados/novo/extra.bin"].tamanho, total = s0 + s1 + s2 + s3 + s4;
   const std::uint64_t z2 = published_["dados\\mapas/ação.pak"].zTamanho,
                       b4 = published_["dados/novo/extra.bin"].bTamanho, b3 = published_["dados/grande.pak"].bTamanho;
-  const auto block_estimate = static_cast<std::uint64_t>(static_cast<double>(b3) * (3.0 / 48.0));
+  const auto block_estimate = static_cast<std::uint64_t>(static_cast<double>(b3) * 3.0 / 48.0);
   const std::uint64_t planned = s0 + z2 + block_estimate + b4;
 
   // First run: files of the same size are hashed, the block file compared, the rest fetched.
@@ -286,11 +292,12 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
   for (const char* name : {"leiame.txt", "dados/mapas/ação.pak", "dados/grande.pak", "dados/novo/extra.bin"}) {
     EXPECT_EQ(Requests(nginx_, name), 0u) << name;
   }
-  // "bytes" counts the bodies of the fetched files and blocks (not the block table).
+  // "bytes" counts the bodies of the fetched files and blocks (not the block table), and the final
+  // hash of each assembled block file.
   ASSERT_FALSE(progress_.empty());
-  EXPECT_EQ(progress_.back(), s0 + z2 + block_bytes + b4);
+  EXPECT_EQ(progress_.back(), s0 + z2 + block_bytes + s3 + b4 + s4);
   RecordProperty("bytes", "reportados " + S(progress_.back()) + " = " + S(s0) + " + orvz " + S(z2) + " + blocos " +
-                              S(block_bytes) + " + orvb " + S(b4) + "; mudados " + S(s0 + s2 + 3 * kBlock + s4));
+                              S(block_bytes) + " + orvb " + S(b4) + " + hash montado " + S(s3 + s4) + "; mudados " + S(s0 + s2 + 3 * kBlock + s4));
 
   // Second run: the refreshed hash cache answers for every file; nothing is hashed or fetched.
   EXPECT_EQ(Run(nginx_), (std::vector<std::string>{expected.front(), expected.back()}));

@@ -141,8 +141,8 @@ bool UnpackFile(const std::filesystem::path& path, const std::filesystem::path& 
   }
   // Decoded beside the output first: a broken input leaves neither half a file nor a clobbered one.
   const std::filesystem::path temporary = WithSuffix(output, ".orvpack-tmp");
-  bool ok = orvz ? DecompressOrvzFile(path, temporary, nullptr, error)
-                 : DecompressOrvbFile(path, temporary, nullptr, error);
+  bool ok = orvz ? DecompressOrvzFile(path, temporary, std::nullopt, nullptr, error)
+                 : DecompressOrvbFile(path, temporary, std::nullopt, nullptr, error);
   if (ok && !MoveFileReplacing(temporary, output, /*write_through=*/false)) {
     error = "nao gravou " + PathToUtf8(output);
     ok = false;
