@@ -167,8 +167,9 @@ class BlockDelta {
   }
 
   // The bytes a run's request covers, from its first block's offset to its last block's end. The
-  // table comes from the server: the span may not exceed the stored lengths the run needs (so two
-  // blocks far apart cannot ask for terabytes) nor the size of the .orvb the manifest names.
+  // table comes from the server: the span may not exceed the stored lengths the run needs, so two
+  // blocks far apart cannot ask for terabytes (and those lengths are within 0.6 x "bTamanho", or the
+  // whole file would have been fetched instead).
   bool RunSpan(const std::vector<std::uint32_t>& run, std::uint64_t& span) const {
     const OrvbBlock& first = table_.blocks[run.front()];
     const OrvbBlock& last = table_.blocks[run.back()];
@@ -176,7 +177,7 @@ class BlockDelta {
     for (const std::uint32_t k : run) needed += table_.blocks[k].stored_length;
     if (last.offset < first.offset || last.offset - first.offset > needed - last.stored_length) return false;
     span = last.offset - first.offset + last.stored_length;
-    return span <= entry_.bTamanho;
+    return true;
   }
 
   // Adjacent blocks share one request, up to 32 of them and a bounded buffer.

@@ -17,8 +17,9 @@
 // `installed` may be missing; `installed_blocks` are its block digests as verification made them
 // (Sha256OfBlocks with the entry's "bloco"; empty when there is no installed file), so the file is not
 // read twice. Each reused block is still checked against its digest when it is copied. The .orvb's
-// table is not trusted: the bytes a run of blocks spans may exceed neither the stored lengths it needs
-// nor "bTamanho", else "tabela em blocos invalida". `progress` sees the range and
+// table is not trusted: the bytes a run of blocks spans may not exceed the stored lengths it needs, and
+// every block must lie inside them, else "tabela em blocos invalida". A whole .orvb must decode to
+// "tamanho" bytes ("tabela em blocos nao bate com o manifesto" before anything is written). `progress` sees the range and
 // whole-file bytes and the final hash of the assembled file. Retries sleep through `clock`. Log lines
 // name the entry's "caminho".
 [[nodiscard]] int BlockDeltaDownload(const ManifestEntry& entry, const std::filesystem::path& installed,

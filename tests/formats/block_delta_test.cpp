@@ -11,6 +11,7 @@
 
 #include "core/file_util.h"
 #include "core/paths.h"
+#include "file_builders.h"
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
 #include "support/fake_clock.h"
@@ -138,6 +139,17 @@ class BlockDelta : public ::testing::Test {
     ASSERT_EQ(FetchToMemory(fault_.base_url + "/arm/" + std::to_string(requests) + directives + p.uri, body, reason),
               200)
         << reason;
+  }
+
+  // Serves `orvb` in place of the published .orvb.
+  void Serve(const Published& p, const std::string& orvb) { (void)served_.Put(p.name + ".orvb", orvb); }
+  // `orvb` with table entry `index` changed.
+  static std::string WithEntry(std::string orvb, std::size_t index, std::uint64_t offset, std::uint32_t length) {
+    std::string entry;
+    PutLe64(entry, offset);
+    PutLe32(entry, length);
+    orvb.replace(28 + 16 * index, 12, entry);
+    return orvb;
   }
 
   const TestServer nginx_ = NginxServer();
@@ -408,6 +420,105 @@ TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
             -1);
   EXPECT_EQ(error_, "cancelado");
   EXPECT_GT(FileSizeOf(Beside(p, ".orvb.part")), 0);
+}
+
+// The table comes from the server and is not trusted. Blocks 0 to 2 are missing: one run, fetched
+// with one range. Each lie below is caught before it reads outside the range buffer or asks for (and
+// reserves) more than the run's stored bytes: a lie about the last block before any range is asked
+// for, one about a middle block when the run's true range has come.
+TEST_F(BlockDelta, AHostileTableCostsNeitherMemoryNorAReadOutsideTheRange) {
+  const std::string old = Content(40, 1000, 41);
+  std::string fresh = old;
+  for (const std::size_t k : {0u, 1u, 2u}) fresh[k * kBlock + 7] ^= 0x5a;
+  const Published p = Publish("hostil.pak", fresh);
+  const std::string published = ReadTestFile(served_.path() / "hostil.pak.orvb");
+  const auto installed = Installed(p, old);
+  const OrvbBlock b0 = p.table.blocks[0], b1 = p.table.blocks[1], b2 = p.table.blocks[2];
+  ASSERT_GT(b1.stored_length, b0.offset + 100) << "the wrap below needs a first offset under block 1's length";
+
+  struct Lie {
+    const char* what;
+    std::size_t index;
+    std::uint64_t offset;
+    std::uint32_t length;
+    bool range_asked;
+  };
+  const std::vector<Lie> lies = {
+      // offset - first + length wraps around to a small number that passes an unsigned comparison
+      {"meio perto de 2^64", 1, ~0ull - 99, b1.stored_length, true},
+      // adjacent in the table, a terabyte apart in the file: one range of a terabyte
+      {"ultimo a 1 TiB", 2, 1ull << 40, b2.stored_length, false},
+      {"ultimo no fim do espaco", 2, ~0ull - b2.stored_length + 1, b2.stored_length, false},
+      // ten bytes of gap: more than the stored lengths the run needs
+      {"lacuna", 2, b2.offset + 10, b2.stored_length, false},
+      {"meio antes do primeiro", 1, b0.offset - 1, b1.stored_length, true},
+      {"meio alem do ultimo", 1, b2.offset + 1, b2.stored_length, true},
+  };
+  std::size_t requests = 0;
+  for (const Lie& lie : lies) {
+    SCOPED_TRACE(lie.what);
+    Serve(p, WithEntry(published, lie.index, lie.offset, lie.length));
+    EXPECT_EQ(Run(p, installed, nginx_.base_url), -1);
+    EXPECT_EQ(error_, "tabela em blocos invalida");
+    requests += lie.range_asked ? 2 : 1;
+    const auto seen = RequestsFor(nginx_, p.uri, requests);
+    ASSERT_EQ(seen.size(), requests);
+    EXPECT_EQ(seen.back().range, lie.range_asked ? p.BlockRange(0, 2) : p.HeaderRange());
+    EXPECT_TRUE(clock_.sleeps_ms.empty()) << "a bad table is not retried";
+  }
+
+  Serve(p, published);
+  ASSERT_EQ(Run(p, installed, nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  EXPECT_EQ(RequestsFor(nginx_, p.uri, requests + 2).back().range, p.BlockRange(0, 2));
+}
+
+// A whole .orvb whose header claims more than "tamanho" (every entry naming one small stored block)
+// would expand to many times the file; it is refused before ".bloco" is created.
+TEST_F(BlockDelta, AWholeOrvbThatDisagreesWithTheManifestWritesNothing) {
+  const Published p = Publish("bomba.pak", Content(60, 0, 43));
+  const std::uint64_t size = p.entry.bTamanho;
+  const auto count = static_cast<std::uint32_t>((size - 28 - kBlock) / 16);
+  ASSERT_GT(static_cast<std::uint64_t>(count) * kBlock, 50 * p.entry.tamanho);
+  std::vector<OrvbEntry> entries(count, OrvbEntry{28 + 16ull * count, kBlock, 1});
+  std::string bomb = OrvbHead(kAlgorithmXpressHuff, kBlock, std::uint64_t{count} * kBlock, count, entries);
+  bomb.resize(size, 'z');
+  // Exactly as long as the published .orvb: taken as a finished download (the server answers 416).
+  WriteTestFile(Beside(p, ".orvb.part"), bomb);
+  EXPECT_EQ(Run(p, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
+  EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
+  EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
+  EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
+  ASSERT_EQ(Run(p, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), Content(60, 0, 43));
+}
+
+// The installed file's block digests come from verification and are trusted to find candidates, not
+// to place bytes: each reused block is checked when it is read.
+TEST_F(BlockDelta, UsesTheDigestsVerificationMadeAndStillChecksWhatItCopies) {
+  const std::string old = Content(12, 0, 51);
+  std::string fresh = old;
+  fresh[4 * kBlock] ^= 1;
+  const Published p = Publish("digestos.pak", fresh);
+  const auto installed = Installed(p, old);
+
+  // No digests handed over: nothing is reused although the file is there; every block comes.
+  error_.clear();
+  ASSERT_EQ(BlockDeltaDownload(p.entry, installed, "", Target(p), nginx_.base_url + served_.UrlPath(""), {},
+                               &cancel_, clock_, error_),
+            0)
+      << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  EXPECT_NE(LogText().find("digestos.pak: inteiro (12 de 12 blocos faltavam)"), std::string::npos);
+
+  // Digests that say installed block 0 holds new block 4: it is read, found different, and the call
+  // stops rather than download it.
+  std::string lying = Blocks(p, installed);
+  lying.replace(0, 32, p.entry.blocos.substr(4 * 32, 32));
+  EXPECT_EQ(BlockDeltaDownload(p.entry, installed, lying, Target(p), nginx_.base_url + served_.UrlPath(""), {},
+                               &cancel_, clock_, error_),
+            -1);
+  EXPECT_EQ(error_, "nao reaproveitou o bloco 4 do arquivo instalado");
 }
 
 }  // namespace

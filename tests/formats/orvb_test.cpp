@@ -2,12 +2,15 @@
 // files, and blocks read by offset wherever they lie.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "file_builders.h"
 #include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
+#include "formats/orvz.h"
 #include "formats/pack_writer.h"
 #include "support/temp_dir.h"
 #include "test_data.h"
@@ -176,6 +179,27 @@ TEST_F(OrvbFileTest, BlocksAreReadByOffset) {
   // Stored bytes cut short by the end of the file.
   EXPECT_EQ(Decode(OrvbFile(kAlgorithmXpressHuff, 4, 8, {"abcd", "efgh"}, {1, 1}).substr(0, 28 + 32 + 6)),
             "arquivo em blocos truncado");
+}
+
+// Every entry names the same stored block: the header's raw size is the only bound on the output.
+// Against the size the manifest gives, a header that claims more (or less) is refused before the
+// target exists.
+TEST_F(OrvbFileTest, AHeaderThatDisagreesWithTheExpectedSizeWritesNothing) {
+  constexpr std::uint32_t kCount = 4000;
+  const std::vector<OrvbEntry> entries(kCount, OrvbEntry{28 + 16ull * kCount, 4096, 1});
+  const std::string bomb =
+      OrvbHead(kAlgorithmXpressHuff, 4096, 4096ull * kCount, kCount, entries) + std::string(4096, 'b');
+  EXPECT_EQ(Decode(bomb, nullptr, 8192), "tabela em blocos nao bate com o manifesto");
+  EXPECT_FALSE(std::filesystem::exists(target_));
+  EXPECT_EQ(Decode(bomb, nullptr, 4096ull * kCount + 1), "tabela em blocos nao bate com o manifesto");
+  EXPECT_FALSE(std::filesystem::exists(target_));
+  EXPECT_EQ(Decode(bomb, nullptr, 4096ull * kCount), "");
+  EXPECT_EQ(std::filesystem::file_size(target_), 4096ull * kCount);
+
+  // A stored length the file cannot hold is a truncated file, whatever the block size allows.
+  const std::string claim = OrvbHead(kAlgorithmXpressHuff, kOrvbMaxBlockSize, kOrvbMaxBlockSize, 1,
+                                     {{44, static_cast<std::uint32_t>(MaxPackedLength(kOrvbMaxBlockSize)), 0}});
+  EXPECT_EQ(Decode(claim + "abcd", nullptr, kOrvbMaxBlockSize), "arquivo em blocos truncado");
 }
 
 TEST_F(OrvbFileTest, FileLevelChecks) {

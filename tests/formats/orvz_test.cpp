@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <filesystem>
+#include <optional>
 #include <string>
 
 #include "file_builders.h"
@@ -149,6 +151,35 @@ TEST_F(OrvzTest, ChunksThatDecodeWrongAreCorrupt) {
   std::string damaged = Container(kAlgorithmXpressHuff, std::string(4000, 'x'));
   damaged[30] ^= 0x40;
   EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 4000, 4000) + OrvzChunk(damaged)), "bloco corrompido");
+}
+
+// A bomb: 200 chunks of 64 KiB of zeros in a small file, under a header that claims a terabyte.
+// Against the size the manifest gives, it is refused before the target exists; read without one, it
+// writes until the file runs out.
+TEST_F(OrvzTest, AHeaderThatDisagreesWithTheExpectedSizeWritesNothing) {
+  const std::string zeros(65536, '\0');
+  std::string bomb = OrvzHeader(kAlgorithmXpressHuff, 65536, 1ull << 40);
+  for (int i = 0; i < 200; ++i) bomb += OrvzChunk(Container(kAlgorithmXpressHuff, zeros));
+  ASSERT_LT(bomb.size(), 200u * 1024);
+  EXPECT_EQ(Decode(bomb, nullptr, 3 * 65536), "arquivo comprimido invalido");
+  EXPECT_FALSE(std::filesystem::exists(target_));
+  EXPECT_EQ(Decode(bomb, nullptr, std::nullopt), "bloco invalido");
+  EXPECT_EQ(std::filesystem::file_size(target_), 200u * 65536);
+  std::filesystem::remove(target_);
+
+  // A header claiming less than expected is refused too; the right size decodes.
+  const std::string chunk = OrvzChunk(Container(kAlgorithmXpressHuff, zeros));
+  const std::string three = OrvzHeader(kAlgorithmXpressHuff, 65536, 3 * 65536) + chunk + chunk + chunk;
+  EXPECT_EQ(Decode(three, nullptr, 3 * 65536 + 1), "arquivo comprimido invalido");
+  EXPECT_FALSE(std::filesystem::exists(target_));
+  EXPECT_EQ(Decode(three, nullptr, 3 * 65536), "");
+  EXPECT_TRUE(ReadTestFile(target_) == zeros + zeros + zeros);
+  EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 65536, 0), nullptr, 0), "");
+
+  // A chunk length the file cannot hold is a truncated file, whatever the header allows.
+  std::string claim = OrvzHeader(kAlgorithmXpressHuff, kOrvzMaxChunkSize, kOrvzMaxChunkSize);
+  PutLe32(claim, 300000000);
+  EXPECT_EQ(Decode(claim + zeros, nullptr, kOrvzMaxChunkSize), "arquivo comprimido truncado");
 }
 
 TEST_F(OrvzTest, FailedWritesAreReported) {

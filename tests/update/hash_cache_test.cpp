@@ -77,6 +77,26 @@ TEST(HashCache, CorruptOrMissingFileGivesAnEmptyCacheThatSaveReplaces) {
   EXPECT_EQ(ReadTestFile(HashCachePath(game.path())), "{\"a\":{\"t\":1,\"d\":\"2\",\"s\":\"ab\"}}");
 }
 
+// A hashes.json left by anyone (a crash, a tool, a hostile download into the folder) can be nested
+// a hundred thousand levels deep: it loads without overflowing the stack, and what does not parse is
+// no cache.
+TEST(HashCache, DeeplyNestedFilesLoadOrGiveAnEmptyCache) {
+  TempDir game;
+  constexpr std::size_t kDeep = 100000;
+  WriteTestFile(HashCachePath(game.path()), std::string(kDeep, '['));
+  EXPECT_TRUE(HashCache::Load(game.path()).entries().empty());
+  WriteTestFile(HashCachePath(game.path()), "{\"a\":" + std::string(kDeep, '{'));
+  EXPECT_TRUE(HashCache::Load(game.path()).entries().empty());
+
+  WriteTestFile(HashCachePath(game.path()), "{\"a\":{\"t\":1,\"d\":2,\"s\":\"ab\"},\"b\":" + std::string(kDeep, '[') +
+                                                std::string(kDeep, ']') + "}");
+  const HashCache loaded = HashCache::Load(game.path());
+  ASSERT_NE(loaded.Lookup("a", 1, 2), nullptr);
+  EXPECT_EQ(*loaded.Lookup("a", 1, 2), "ab");
+  ASSERT_NE(loaded.Lookup("b", 0, 0), nullptr);
+  EXPECT_EQ(*loaded.Lookup("b", 0, 0), "") << "a nested value is an entry whose digest matches nothing";
+}
+
 TEST(HashCache, LookupTrustsOnlyTheSameSizeAndTime) {
   HashCache cache;
   cache.Store("a.pak", Entry(100, 5000, "digest-1"));

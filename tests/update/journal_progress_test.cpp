@@ -110,6 +110,25 @@ TEST(SwapJournal, CorruptJournalBlocksAndIsLeftAlone) {
   EXPECT_FALSE(PathExists(JoinRelative(rig.game, "a.txt")));
 }
 
+// A journal nested a hundred thousand levels deep neither crashes the run nor moves anything:
+// unfinished, it is corrupt like any half-written one; complete, its nested lists are no paths.
+TEST(SwapJournal, DeeplyNestedJournalsAreHandledWithoutRecursion) {
+  JournalRig rig;
+  rig.Stage("a.txt", "novo");
+  constexpr std::size_t kDeep = 100000;
+  const std::string unfinished = "{\"trocas\":" + std::string(kDeep, '[');
+  WriteTestFile(JournalPath(rig.game), unfinished);
+  std::string reason;
+  EXPECT_FALSE(SwapJournal::Replay(rig.game, reason));
+  EXPECT_EQ(reason, "diario corrompido");
+  EXPECT_EQ(ReadTestFile(JournalPath(rig.game)), unfinished);
+
+  WriteTestFile(JournalPath(rig.game), "{\"trocas\":[" + std::string(kDeep, '[') + std::string(kDeep, ']') + "]}");
+  reason.clear();
+  EXPECT_TRUE(SwapJournal::Replay(rig.game, reason)) << reason;
+  EXPECT_FALSE(PathExists(JoinRelative(rig.game, "a.txt")));
+}
+
 TEST(SwapJournal, AMoveThatFailsKeepsTheJournalForTheNextReplay) {
   JournalRig rig;
   rig.Stage("a.txt", "novo-a");

@@ -137,6 +137,24 @@ TEST(Manifest, LauncherEntryAndVersionRule) {
   EXPECT_EQ(m.launcher.arquivo, "novo/Launcher.exe");
 }
 
+// A server can send JSON nested a hundred thousand levels deep: the reader neither recurses nor
+// crashes.
+TEST(Manifest, DeepNestingIsNoCrash) {
+  constexpr std::size_t kDeep = 100000;
+  Manifest m;
+  EXPECT_FALSE(ParseManifest(std::string(kDeep, '['), "https://h/c/manifest.json", m));
+  EXPECT_FALSE(ParseManifest("{\"arquivos\":" + std::string(kDeep, '['), "https://h/c/manifest.json", m));
+  const std::string sha(64, 'a');
+  const std::string unclosed = "{\"arquivos\":[],\"extra\":" + std::string(kDeep, '{') + "}";
+  EXPECT_FALSE(ParseManifest(unclosed, "https://h/c/manifest.json", m));
+  const std::string valid = "{\"arquivos\":[{\"caminho\":\"a.txt\",\"sha256\":\"" + sha + "\",\"tamanho\":" +
+                            std::string(kDeep, '[') + std::string(kDeep, ']') + "}],\"extra\":" +
+                            std::string(kDeep, '[') + std::string(kDeep, ']') + "}";
+  ASSERT_TRUE(ParseManifest(valid, "https://h/c/manifest.json", m));
+  ASSERT_EQ(m.arquivos.size(), 1u);
+  EXPECT_EQ(m.arquivos[0].tamanho, 0u);  // an array is no size
+}
+
 TEST(Manifest, EntryUrlUsesForwardSlashes) {
   EXPECT_EQ(EntryUrl("https://h/c/", "a\\b\\c.pak", ".orvz"), "https://h/c/a/b/c.pak.orvz");
   EXPECT_EQ(EntryUrl("https://h/c/", "x.txt"), "https://h/c/x.txt");

@@ -14,10 +14,12 @@
 #include "core/file_util.h"
 #include "core/json.h"
 #include "core/paths.h"
+#include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
 #include "support/scoped_folders.h"
 #include "test_servers.h"
+#include "tests/formats/file_builders.h"
 #include "update/http_client.h"
 #include "update/self_update.h"
 #include "update/sha256.h"
@@ -466,6 +468,21 @@ TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
   EXPECT_FALSE(PathExists(JoinRelative(staging, "b.pak.descomp")));
   EXPECT_EQ(GameFiles(), AsMap(v2));
 
+  // A bomb as long as the published .orvz: 64 KiB chunks of zeros under a header that claims a
+  // terabyte. It disagrees with "tamanho", so nothing is unpacked at all.
+  std::string bomb = OrvzHeader(kAlgorithmXpressHuff, 65536, 1ull << 40);
+  const std::string zeros_chunk = OrvzChunk(Container(kAlgorithmXpressHuff, std::string(65536, '\0')));
+  ASSERT_LT(bomb.size() + 2 * zeros_chunk.size(), zb);
+  while (bomb.size() + zeros_chunk.size() <= zb) bomb += zeros_chunk;
+  bomb.resize(zb, '\xff');
+  served_.Put("b.pak.orvz", bomb);
+  EXPECT_EQ(Run(nginx_).back(),
+            "erro|Arquivo corrompido no download (b.pak). Tente de novo.|0/1|" + S(zb) + "/" + S(zb));
+  EXPECT_TRUE(Logged(TakeLog(), "descompactar b.pak falhou (arquivo comprimido invalido)"));
+  EXPECT_FALSE(PathExists(JoinRelative(staging, "b.pak.orvz.part")));
+  EXPECT_FALSE(PathExists(JoinRelative(staging, "b.pak.descomp")));
+  EXPECT_EQ(GameFiles(), AsMap(v2));
+
   // Every changed file already staged by an earlier run: nothing is fetched, install comes next.
   std::vector<GameFile> v5 = v2;
   v5[0].bytes = Bytes(110000, 78);
@@ -482,7 +499,7 @@ TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
                          }));
   EXPECT_EQ(GameFiles(), AsMap(v5));
   EXPECT_EQ(Requests(nginx_, "a.pak"), 0u);
-  EXPECT_EQ(Requests(nginx_, "b.pak.orvz"), 1u);  // the broken one above
+  EXPECT_EQ(Requests(nginx_, "b.pak.orvz"), 2u);  // the broken one and the bomb above
 }
 
 TEST_F(UpdateRun, ReplacesTheLauncherThroughTheSwapScript) {
