@@ -12,6 +12,7 @@
 #include "host/gtk/main_window.h"
 #include "host/gtk/page_files.h"
 #include "host/gtk/page_view.h"
+#include "host/game_room_commands.h"
 #include "host/gtk/startup.h"
 #include "host/host_bridge.h"
 #include "host/run_thread.h"
@@ -22,12 +23,12 @@ namespace {
 // Everything the run thread may still touch while the process ends lives here and is never
 // destroyed: a run is detached and is not waited for.
 struct Launcher {
-  Launcher(bool auto_mode, std::unique_ptr<GameCommands> game_commands)
+  explicit Launcher(bool auto_mode)
       : config(LoadLauncherConfig()),
         window(state, auto_mode),
-        runs(state, auto_mode, UpdateEngine::Run, [this] { window.RequestCloseFromAnyThread(); }),
-        game(std::move(game_commands)),
-        bridge(config, state, auto_mode, PostToPage, window, runs, *game) {
+        runs(state, auto_mode, UpdateEngine::Run, [this] { window.RequestClose(); }),
+        game(state, PostToPage, window),
+        bridge(config, state, auto_mode, PostToPage, window, runs, game) {
     state.progress_sink = PostToPage;
   }
 
@@ -35,7 +36,7 @@ struct Launcher {
   EngineState state;
   MainWindow window;
   DetachedRunStarter runs;
-  std::unique_ptr<GameCommands> game;
+  GameRoomCommands game;
   HostBridge bridge;
 };
 
@@ -49,7 +50,7 @@ int main(int argc, char** argv) {
     std::fputs("OrvLauncher: não há tela gráfica (DISPLAY ou WAYLAND_DISPLAY).\n", stderr);
     return 1;
   }
-  auto* launcher = new Launcher(auto_mode, MakeGameCommands());
+  auto* launcher = new Launcher(auto_mode);
   WebKitWebView* view =
       CreatePageView(ExtractUiFiles(), [launcher](std::string_view text) { launcher->bridge.OnPageMessage(text); });
   launcher->window.Show(GTK_WIDGET(view));

@@ -80,13 +80,11 @@ void MainWindow::Minimize() {
 }
 
 void MainWindow::RequestClose() {
-  if (window_ != nullptr) gtk_window_close(window_);
-}
-
-void MainWindow::RequestCloseFromAnyThread() {
+  // Run and game-launch threads ask too: the close always happens on the main loop.
   g_idle_add(
       [](gpointer self) {
-        static_cast<MainWindow*>(self)->RequestClose();
+        auto* window = static_cast<MainWindow*>(self)->window_;
+        if (window != nullptr) gtk_window_close(window);
         return G_SOURCE_REMOVE;
       },
       this);

@@ -22,12 +22,10 @@ class MainWindow final : public HostWindow {
 
   void BeginDrag() override;
   void Minimize() override;
+  // Safe from any thread: the close is carried out on the main loop.
   void RequestClose() override;
   [[nodiscard]] std::filesystem::path PickFolder(const std::filesystem::path& current) override;
   void OpenUrl(const std::string& url) override;
-
-  // The close request of a run's thread: carried out on the main loop.
-  void RequestCloseFromAnyThread();
 
  private:
   static gboolean OnDelete(GtkWidget* widget, GdkEvent* event, gpointer self);

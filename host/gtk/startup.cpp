@@ -8,5 +8,3 @@ bool HasAutoOption(int argc, char** argv) {
   }
   return false;
 }
-
-std::unique_ptr<GameCommands> MakeGameCommands() { return std::make_unique<GameCommands>(); }

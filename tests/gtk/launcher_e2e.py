@@ -7,6 +7,7 @@ published by orvpack.
 Every test keeps its files (logs, screenshots) in DIR/<test>/ for a look afterwards.
 """
 import argparse
+import json
 import os
 import shutil
 import subprocess
@@ -14,8 +15,9 @@ import sys
 import time
 import traceback
 import unittest
+import urllib.parse
 
-from e2e_support import (HERE, Display, Launcher, Server, differing_pixels, make_build, publish, same_tree,
+from e2e_support import (HERE, SOURCE, Display, Launcher, Server, differing_pixels, make_build, publish, same_tree,
                          screenshot, wait_for, window_geometry, write_gtest_xml, xdotool)
 
 ARGS = None
@@ -137,6 +139,152 @@ class Window(LauncherTest):
         self.assertIn("_NET_WM_ICON(CARDINAL) = ", props)
         self.assertIn("program specified minimum size: 1100 by 640", props)
         self.assertIn("program specified maximum size: 1100 by 640", props)  # not resizable
+
+
+class PlayerSession(LauncherTest):
+    """A player's session on the real page, driven by X input events at the positions the page reports
+    (sonda.js, added to a copy of the page, tells what is shown and where). A screenshot per step."""
+
+    def setUp(self):
+        super().setUp()
+        self.step = 0
+
+    def probe(self, launcher):
+        """The page's last report."""
+        for url in reversed(launcher.opened()):
+            if url.startswith("https://sonda.invalid/#"):
+                return json.loads(urllib.parse.unquote(url.split("#", 1)[1]))
+        return {}
+
+    def wait_page(self, launcher, condition, what, timeout=30):
+        found = wait_for(lambda: condition(self.probe(launcher)), timeout)
+        self.assertTrue(found, "%s; the page shows %s" % (what, self.probe(launcher)))
+        return self.probe(launcher)
+
+    def click(self, launcher, window, box, button="1"):
+        x, y, width, height = box
+        xdotool(launcher.env, "mousemove", "--window", window, str(x + width // 2), str(y + height // 2),
+                "click", button)
+
+    def shot(self, launcher, window, name):
+        self.step += 1
+        time.sleep(0.3)  # let the last change paint
+        screenshot(launcher.env, window, os.path.join(self.work, "%02d-%s.png" % (self.step, name)))
+
+    def page_with_probe(self):
+        folder = os.path.join(self.work, "pagina")
+        shutil.copytree(os.path.join(SOURCE, "ui"), folder, ignore=shutil.ignore_patterns("tools"))
+        shutil.copy(os.path.join(HERE, "sonda.js"), folder)
+        index = os.path.join(folder, "index.html")
+        with open(index, encoding="utf-8") as f:
+            text = f.read()
+        with open(index, "w", encoding="utf-8") as f:
+            f.write(text.replace("</head>", '<script src="sonda.js" defer></script>\n</head>'))
+        return folder
+
+    def stand_in_wine(self):
+        folder = os.path.join(self.work, "bin")
+        os.makedirs(folder)
+        record = os.path.join(self.work, "jogo.txt")
+        with open(os.path.join(folder, "wine"), "w") as f:
+            f.write("#!/bin/sh\nprintf '%%s|' \"$@\" >> '%s'\necho >> '%s'\n" % (record, record))
+        os.chmod(os.path.join(folder, "wine"), 0o755)
+        return folder, record
+
+    def test_verify_update_pause_resume_settings_and_play(self):
+        build = os.path.join(self.work, "build")
+        shutil.copytree(self.builds(1)[1], build)
+        with open(os.path.join(build, "ORV2.exe"), "wb") as f:
+            f.write(b"MZ stand-in")
+        # Slow enough that the bar is seen moving and a pause lands mid-download.
+        server = self.serve(limit_rate="400k")
+        for channel in ("oficial", "teste"):
+            publish(ARGS.orvpack, build, os.path.join(server.www, channel), 1)
+        launcher = self.launcher([{"id": "oficial", "nome": "Oficial", "manifesto": server.url + "/oficial/manifest.json"},
+                                  {"id": "teste", "nome": "Teste", "manifesto": server.url + "/teste/manifest.json"}],
+                                 ui_folder=self.page_with_probe())
+        wine_folder, record = self.stand_in_wine()
+        launcher.env["PATH"] = wine_folder + ":" + launcher.env["PATH"]
+        launcher.env["USER"] = "jogador"
+        launcher.start()
+        window = launcher.main_window()
+
+        # Tabs, versions and folder; the empty folder's verification ends in "Atualizar".
+        page = self.wait_page(launcher, lambda p: p.get("principal") == "Atualizar" and p.get("servidor") != "Servidor: –",
+                              "verification did not end in Atualizar")
+        self.assertEqual([tab[:2] for tab in page["abas"]], [["Oficial", "true"], ["Teste", "false"]])
+        self.assertEqual(page["pasta"], launcher.game)
+        self.assertEqual(page["servidor"], "Servidor: 1.0")
+        self.shot(launcher, window, "verificado")
+
+        # The other channel's tab: its own folder, verified on its own.
+        self.click(launcher, window, page["abas"][1][2])
+        page = self.wait_page(launcher, lambda p: p["abas"][1][1] == "true" and p["pasta"] != launcher.game
+                              and p["principal"] == "Atualizar", "the Teste tab did not take over")
+        self.assertEqual(page["pasta"], launcher.game + " (Teste)")
+        self.shot(launcher, window, "canal-teste")
+        self.click(launcher, window, page["abas"][0][2])
+        page = self.wait_page(launcher, lambda p: p["abas"][0][1] == "true" and p["pasta"] == launcher.game
+                              and p["principal"] == "Atualizar", "back to Oficial failed")
+
+        # Update: "Pausar" with a moving bar.
+        self.click(launcher, window, page["caixas"]["principal"])
+        page = self.wait_page(launcher, lambda p: p["principal"] == "Pausar" and float(p["barra"].rstrip("%") or 0) > 0,
+                              "the download did not start")
+        first = float(page["barra"].rstrip("%"))
+        page = self.wait_page(launcher, lambda p: float(p["barra"].rstrip("%") or 0) > first + 5,
+                              "the bar did not move")
+        self.assertEqual(page["principal"], "Pausar")
+        self.shot(launcher, window, "baixando")
+
+        # Pause.
+        self.click(launcher, window, page["caixas"]["principal"])
+        page = self.wait_page(launcher, lambda p: p["texto"] == "Pausado. Continue depois de onde parou.",
+                              "the pause did not show")
+        self.assertEqual(page["principal"], "Atualizar")
+        self.shot(launcher, window, "pausado")
+        with open(server.access_log) as f:
+            before_resume = len(f.readlines())
+
+        # Resume: ends in "Jogar", the folder is the build, and the download went on by ranges.
+        self.click(launcher, window, page["caixas"]["principal"])
+        page = self.wait_page(launcher, lambda p: p["principal"] == "Jogar", "the update did not finish", timeout=90)
+        self.shot(launcher, window, "pronto")
+        self.assertEqual(same_tree(build, launcher.game), "")
+        with open(server.access_log) as f:
+            resumed = f.readlines()[before_resume:]
+        self.assertTrue(any("\tbytes=" in line and "\t206\t" in line for line in resumed), resumed)
+
+        # Settings: keyboard in the dialog, then the save button; the INI files hold the new values.
+        self.click(launcher, window, page["caixas"]["btnConfig"])
+        page = self.wait_page(launcher, lambda p: p["modal"] and p["foco"] == "cInstancias", "the dialog did not open")
+        self.shot(launcher, window, "configuracoes")
+        xdotool(launcher.env, "key", "--delay", "150", "Down", "Tab", "Up", "Tab", "Down")
+        page = self.wait_page(launcher, lambda p: p["valores"] == {"cRes": "1600x900", "cModo": "2", "cInstancias": "2"},
+                              "the choices did not take")
+        self.shot(launcher, window, "configuracoes-alteradas")
+        self.click(launcher, window, page["caixas"]["cSalvar"])
+        page = self.wait_page(launcher, lambda p: not p["modal"] and p["aviso"] == "Configurações salvas.",
+                              "no notice after saving")
+        self.shot(launcher, window, "configuracoes-salvas")
+        ini = os.path.join(launcher.home, ".wine/drive_c/users/jogador/AppData/Local/ORV2/Saved/Config/Windows/"
+                                          "GameUserSettings.ini")
+        with open(ini) as f:
+            text = f.read()
+        for line in ("ResolutionSizeX=1600", "ResolutionSizeY=900", "FullscreenMode=2"):
+            self.assertIn(line, text.splitlines())
+        with open(os.path.join(launcher.data, "OrvLauncher", "launcher.ini")) as f:
+            self.assertIn("Instancias=2", f.read().splitlines())
+
+        # Play: the stand-in game starts twice with the chosen arguments, then the launcher closes.
+        self.click(launcher, window, page["caixas"]["principal"])
+        self.wait_page(launcher, lambda p: p["aviso"] == "Abrindo o jogo…", "no notice when playing")
+        self.shot(launcher, window, "jogar")
+        self.assertEqual(launcher.wait(30), 0)
+        with open(record) as f:
+            starts = f.read().splitlines()
+        expected = "%s|-windowed|-ResX=1600|-ResY=900|" % os.path.join(launcher.game, "ORV2.exe")
+        self.assertEqual(starts, [expected, expected])
 
 
 def main():
