@@ -80,14 +80,16 @@ void MainWindow::Minimize() {
 }
 
 void MainWindow::RequestClose() {
-  // Run and game-launch threads ask too: the close always happens on the main loop.
-  g_idle_add(
+  // Run and game-launch threads ask too: the close always happens on the main loop. Default
+  // priority, not idle: a page that keeps drawing (a playing video) would starve an idle source.
+  g_idle_add_full(
+      G_PRIORITY_DEFAULT,
       [](gpointer self) {
         auto* window = static_cast<MainWindow*>(self)->window_;
         if (window != nullptr) gtk_window_close(window);
         return G_SOURCE_REMOVE;
       },
-      this);
+      this, nullptr);
 }
 
 std::filesystem::path MainWindow::PickFolder(const std::filesystem::path& current) {

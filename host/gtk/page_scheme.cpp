@@ -155,4 +155,7 @@ void RegisterPageScheme(WebKitWebContext* context, const std::filesystem::path& 
   WebKitSecurityManager* security = webkit_web_context_get_security_manager(context);
   webkit_security_manager_register_uri_scheme_as_secure(security, kPageScheme);
   webkit_security_manager_register_uri_scheme_as_cors_enabled(security, kPageScheme);
+  // Local: the page may show file:// media (the background video; see page_view.cpp). Navigation to
+  // file:// stays refused by the view's policy.
+  webkit_security_manager_register_uri_scheme_as_local(security, kPageScheme);
 }

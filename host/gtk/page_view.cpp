@@ -3,6 +3,7 @@
 #include <atomic>
 #include <memory>
 
+#include "core/json.h"
 #include "core/log.h"
 #include "host/gtk/page_scheme.h"
 
@@ -20,6 +21,17 @@ constexpr char kBridgeScript[] = R"JS((() => {
   }
   const ponte = new Ponte();
   Object.defineProperty(window, 'chrome', { value: Object.freeze({ webview: ponte }), enumerable: true });
+})();)JS";
+
+// Media cannot play from a custom scheme (WebKit's media loader takes only http(s) and blob URLs,
+// GStreamer has no handler for ours), so a background video in the UI folder is pointed at its file
+// once the page is parsed. The origin is registered as local, which lets it load file:// media.
+constexpr char kVideoScriptHead[] = R"JS((() => {
+  const arquivo = )JS";
+constexpr char kVideoScriptTail[] = R"JS(;
+  for (const video of document.querySelectorAll('video')) {
+    if (video.src === 'orvlauncher://app/fundo.mp4') video.src = arquivo;
+  }
 })();)JS";
 
 // The body run for each host message, with the JSON text as the argument "texto".
@@ -96,7 +108,25 @@ void OnWebProcessTerminated(WebKitWebView*, WebKitWebProcessTerminationReason re
   Log("processo da página terminou (%d)", static_cast<int>(reason));
 }
 
-WebKitUserContentManager* MakeContentManager(PageMessageHandler on_message) {
+void AddScript(WebKitUserContentManager* manager, const char* source, WebKitUserScriptInjectionTime when) {
+  WebKitUserScript* script =
+      webkit_user_script_new(source, WEBKIT_USER_CONTENT_INJECT_TOP_FRAME, when, nullptr, nullptr);
+  webkit_user_content_manager_add_script(manager, script);
+  webkit_user_script_unref(script);
+}
+
+void AddVideoScript(WebKitUserContentManager* manager, const std::filesystem::path& ui_folder) {
+  const std::filesystem::path video = ui_folder / "fundo.mp4";
+  std::error_code error;
+  if (!std::filesystem::is_regular_file(video, error)) return;
+  gchar* uri = g_filename_to_uri(video.c_str(), nullptr, nullptr);
+  if (uri == nullptr) return;
+  const std::string source = kVideoScriptHead + JsonQuote(uri) + kVideoScriptTail;
+  g_free(uri);
+  AddScript(manager, source.c_str(), WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_END);
+}
+
+WebKitUserContentManager* MakeContentManager(PageMessageHandler on_message, const std::filesystem::path& ui_folder) {
   WebKitUserContentManager* manager = webkit_user_content_manager_new();
   auto* handler = new PageMessageHandler(std::move(on_message));
   // Connected before the name is registered, so no early message is lost.
@@ -104,11 +134,8 @@ WebKitUserContentManager* MakeContentManager(PageMessageHandler on_message) {
                         [](gpointer data, GClosure*) { delete static_cast<PageMessageHandler*>(data); },
                         GConnectFlags(0));
   webkit_user_content_manager_register_script_message_handler(manager, kHandlerName);
-  WebKitUserScript* script =
-      webkit_user_script_new(kBridgeScript, WEBKIT_USER_CONTENT_INJECT_TOP_FRAME,
-                             WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START, nullptr, nullptr);
-  webkit_user_content_manager_add_script(manager, script);
-  webkit_user_script_unref(script);
+  AddScript(manager, kBridgeScript, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START);
+  AddVideoScript(manager, ui_folder);
   return manager;
 }
 
@@ -127,7 +154,7 @@ WebKitWebView* CreatePageView(const std::filesystem::path& ui_folder, PageMessag
   // Nothing the page stores outlives the process: the launcher keeps no browser data on disk.
   WebKitWebContext* context = webkit_web_context_new_ephemeral();
   RegisterPageScheme(context, ui_folder);
-  WebKitUserContentManager* manager = MakeContentManager(std::move(on_message));
+  WebKitUserContentManager* manager = MakeContentManager(std::move(on_message), ui_folder);
   WebKitSettings* settings = MakeSettings();
   auto* view = WEBKIT_WEB_VIEW(g_object_new(WEBKIT_TYPE_WEB_VIEW, "web-context", context, "user-content-manager",
                                             manager, "settings", settings, nullptr));

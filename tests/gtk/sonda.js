@@ -24,6 +24,8 @@
       modal: !$('modal').hidden,
       aviso: $('aviso').hidden ? '' : $('aviso').textContent,
       foco: document.activeElement ? document.activeElement.id : '',
+      video: { visivel: !$('video').hidden, ceu: !$('ceu').hidden, pronto: $('video').readyState,
+               tocando: $('video').currentTime > 0, erro: $('video').error ? $('video').error.code : 0 },
       valores: { cRes: $('cRes').value, cModo: $('cModo').value, cInstancias: $('cInstancias').value },
       caixas: Object.fromEntries(['principal', 'btnConfig', 'cSalvar', 'cRes', 'cModo', 'vLocalTxt']
         .map((id) => [id, caixa($(id))])),
