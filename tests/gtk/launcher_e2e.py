@@ -313,6 +313,60 @@ class Background(PageProbe):
         launcher.wait(20)
 
 
+class WindowCommands(PageProbe):
+    """The page's window commands with real input: "arrastar" moves the borderless window with the
+    press that started it; the folder text opens the desktop's folder chooser, owned by the window."""
+
+    def start_probed(self):
+        launcher = self.launcher([{"id": "oficial", "nome": "Oficial",
+                                   "manifesto": "http://127.0.0.1:9/oficial/manifest.json"}],
+                                 ui_folder=self.page_with_probe())
+        launcher.start()
+        window = launcher.main_window()
+        self.wait_page(launcher, lambda p: p.get("principal") == "Atualizar", "the page did not settle")
+        return launcher, window
+
+    def test_dragging_the_header_moves_the_window(self):
+        launcher, window = self.start_probed()
+        x, y, _, _ = window_geometry(launcher.env, window)
+        xdotool(launcher.env, "mousemove", "--window", window, "300", "27", "mousedown", "1")
+        for step in range(1, 11):
+            xdotool(launcher.env, "mousemove", str(x + 300 + 12 * step), str(y + 27 + 7 * step))
+            time.sleep(0.05)
+        xdotool(launcher.env, "mouseup", "1")
+        moved = wait_for(lambda: window_geometry(launcher.env, window)[:2] == (x + 120, y + 70), 5)
+        self.assertTrue(moved, window_geometry(launcher.env, window))
+        self.shot(launcher, window, "arrastada")
+
+    def test_the_folder_chooser_picks_a_new_game_folder(self):
+        launcher, window = self.start_probed()
+        page = self.probe(launcher)
+        chosen = os.path.join(self.work, "outra pasta")
+        os.makedirs(chosen)
+        self.click(launcher, window, page["caixas"]["vLocalTxt"])
+        dialog = wait_for(lambda: [w for w in launcher.windows() if w != window], 10)
+        self.assertEqual(len(dialog), 1, "no folder chooser")
+        self.assertEqual(xdotool(launcher.env, "getwindowname", dialog[0]).strip(), "Pasta de instalação")
+        transient = subprocess.run(["xprop", "-id", dialog[0], "WM_TRANSIENT_FOR"], env=launcher.env,
+                                   stdout=subprocess.PIPE, text=True).stdout
+        self.assertIn(hex(int(window)), transient)  # owned by the launcher's window
+        self.shot(launcher, dialog[0], "escolher-pasta")
+        # Real key events go to the focused window (events sent to a window are ignored by GTK).
+        xdotool(launcher.env, "windowfocus", "--sync", dialog[0])
+        xdotool(launcher.env, "key", "--delay", "100", "ctrl+l")
+        xdotool(launcher.env, "type", "--delay", "20", chosen + "/")
+        time.sleep(0.3)
+        self.shot(launcher, dialog[0], "pasta-digitada")
+        xdotool(launcher.env, "key", "Return")
+        if not wait_for(lambda: dialog[0] not in launcher.windows(), 2):
+            xdotool(launcher.env, "key", "Return")  # the first Return may only enter the folder
+        page = self.wait_page(launcher, lambda p: p["pasta"] == chosen, "the folder did not change")
+        self.assertEqual(page["aviso"], "Pasta de instalação atualizada.")
+        with open(os.path.join(launcher.data, "OrvLauncher", "pastajogo.txt")) as f:
+            self.assertEqual(f.read(), chosen)
+        self.shot(launcher, window, "pasta-escolhida")
+
+
 def main():
     global ARGS
     parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
