@@ -50,9 +50,10 @@ int main(int argc, char** argv) {
     std::fputs("OrvLauncher: não há tela gráfica (DISPLAY ou WAYLAND_DISPLAY).\n", stderr);
     return 1;
   }
-  auto* launcher = new Launcher(auto_mode);
+  // Held by a static so it stays reachable (and undestroyed) until the process is gone.
+  static Launcher* const launcher = new Launcher(auto_mode);
   WebKitWebView* view =
-      CreatePageView(ExtractUiFiles(), [launcher](std::string_view text) { launcher->bridge.OnPageMessage(text); });
+      CreatePageView(ExtractUiFiles(), [](std::string_view text) { launcher->bridge.OnPageMessage(text); });
   launcher->window.Show(GTK_WIDGET(view));
   gtk_main();
   return 0;

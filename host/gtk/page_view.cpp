@@ -25,13 +25,18 @@ constexpr char kBridgeScript[] = R"JS((() => {
 
 // Media cannot play from a custom scheme (WebKit's media loader takes only http(s) and blob URLs,
 // GStreamer has no handler for ours), so a background video in the UI folder is pointed at its file
-// once the page is parsed. The origin is registered as local, which lets it load file:// media.
+// once the page has loaded. The origin is registered as local, which lets it load file:// media.
 constexpr char kVideoScriptHead[] = R"JS((() => {
   const arquivo = )JS";
 constexpr char kVideoScriptTail[] = R"JS(;
-  for (const video of document.querySelectorAll('video')) {
-    if (video.src === 'orvlauncher://app/fundo.mp4') video.src = arquivo;
-  }
+  // After "load", so the page's own scripts already listen for the video's events.
+  const apontar = () => {
+    for (const video of document.querySelectorAll('video')) {
+      if (video.src === 'orvlauncher://app/fundo.mp4') video.src = arquivo;
+    }
+  };
+  if (document.readyState === 'complete') apontar();
+  else window.addEventListener('load', apontar, { once: true });
 })();)JS";
 
 // The body run for each host message, with the JSON text as the argument "texto".

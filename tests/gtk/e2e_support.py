@@ -102,7 +102,8 @@ class Launcher:
         self.game = os.path.join(self.home, "Games", "Valdren")
         self.env = dict(os.environ, HOME=self.home, XDG_DATA_HOME=self.data,
                         XDG_CONFIG_HOME=os.path.join(self.home, "config"), DISPLAY=display.name,
-                        WEBKIT_DISABLE_DMABUF_RENDERER="1", NO_AT_BRIDGE="1", GDK_BACKEND="x11")
+                        WEBKIT_DISABLE_DMABUF_RENDERER="1", NO_AT_BRIDGE="1", GDK_BACKEND="x11",
+                        LSAN_OPTIONS="suppressions=%s:print_suppressions=0:fast_unwind_on_malloc=0" % os.path.join(HERE, "lsan.supp"))
         self.env.pop("WAYLAND_DISPLAY", None)
         self._install_browser()
         self.process = None
@@ -160,7 +161,7 @@ class Launcher:
         done = subprocess.run(args, env=self.env, stdout=subprocess.PIPE, text=True)
         return [w for w in done.stdout.split() if w]
 
-    def main_window(self, timeout=30):
+    def main_window(self, timeout=60):
         deadline = time.time() + timeout
         while time.time() < deadline:
             for window in self.windows():

@@ -301,7 +301,7 @@ class Background(PageProbe):
                                    "manifesto": "http://127.0.0.1:9/oficial/manifest.json"}], ui_folder=page)
         launcher.start()
         window = launcher.main_window()
-        shown = self.wait_page(launcher, lambda p: p.get("video", {}).get("visivel"), "the video did not show")
+        shown = self.wait_page(launcher, lambda p: p.get("video", {}).get("visivel"), "the video did not show", timeout=60)
         self.assertEqual(shown["video"]["visivel"], True)
         self.assertEqual(shown["video"]["ceu"], False)
         self.assertEqual(shown["video"]["erro"], 0)
