@@ -124,6 +124,8 @@ echo "   downloaded by the launcher: $(downloaded_since "$before")"
 grep -a "por bloco" "$data/launcher.log" | tail -n 1 | sed 's/^/   /' || true
 if diff -r --exclude .orvlauncher "$demo/build-v2" "$game" >/dev/null; then
   echo "The game folder is byte for byte the version 2 build."
+elif [ $headless = 0 ]; then
+  echo "The game folder is not version 2 yet: the window was closed before the update ended."
 else
   echo "The game folder differs from the version 2 build!" >&2
   exit 1
