@@ -42,17 +42,17 @@ std::int32_t NumberFromText(const std::string& text) {
 }
 
 void ReadNumber(const std::filesystem::path& file, const char* section, const char* key, std::int32_t& value) {
-  const std::string text = ReadProfileString(file, section, key, "", kNumberCapacity);
+  const std::string text = ReadIniValue(file, section, key, "", kNumberCapacity);
   if (!text.empty()) value = NumberFromText(text);
 }
 
 void WriteNumber(const std::filesystem::path& file, const char* section, const char* key, std::int64_t value) {
-  WriteProfileString(file, section, key, std::to_string(value));
+  WriteIniValue(file, section, key, std::to_string(value));
 }
 
+// A number or a decimal string replaces the value; anything else (or nothing) keeps it.
 void ApplyInt(const JsonValue& dados, const char* key, std::int32_t& value) {
-  const JsonValue& field = dados.Find(key);
-  if (field.IsNumber() || field.IsString()) value = static_cast<std::int32_t>(field.AsInt(value));
+  value = static_cast<std::int32_t>(dados.Find(key).AsInt(value));
 }
 
 }  // namespace
@@ -81,7 +81,7 @@ GameSettings LoadGameSettings() {
   ReadNumber(game, kOptionsSection, "MasterVolume", s.master_volume);
   ReadNumber(game, kOptionsSection, "MusicVolume", s.music_volume);
   ReadNumber(game, kOptionsSection, "SfxVolume", s.effects_volume);
-  s.language = ReadProfileString(game, kLanguageSection, "Culture", "pt-BR", kLanguageCapacity);
+  s.language = ReadIniValue(game, kLanguageSection, "Culture", "pt-BR", kLanguageCapacity);
   ReadNumber(LauncherIniPath(), kLauncherSection, "Instancias", s.instances);
   return s;
 }
@@ -102,8 +102,8 @@ bool SaveGameSettings(const GameSettings& s) {
   WriteNumber(game, kOptionsSection, "MasterVolume", s.master_volume);
   WriteNumber(game, kOptionsSection, "MusicVolume", s.music_volume);
   WriteNumber(game, kOptionsSection, "SfxVolume", s.effects_volume);
-  WriteProfileString(game, kOptionsSection, "bSaved", "True");
-  WriteProfileString(game, kLanguageSection, "Culture", s.language);
+  WriteIniValue(game, kOptionsSection, "bSaved", "True");
+  WriteIniValue(game, kLanguageSection, "Culture", s.language);
   WriteNumber(LauncherIniPath(), kLauncherSection, "Instancias", ClampInstances(s.instances));
   Log("configuracoes gravadas em %s", PathToUtf8(game).c_str());
   return true;

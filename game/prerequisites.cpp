@@ -47,10 +47,15 @@ std::filesystem::path GameInputInstaller(const std::filesystem::path& game_folde
 std::string PrerequisiteScript(const std::filesystem::path& game_folder, PrerequisiteFlags before) {
   std::string script = "@echo off\r\n";
   if (!VcRuntimePresent(before)) {
-    script += "\"" + PathToUtf8(VcRedistInstaller(game_folder)) + "\" /install /quiet /norestart\r\n";
+    // Appended piece by piece: GCC 12 at -O3 misreads a chain of temporaries as overlapping copies.
+    script += "\"";
+    script += PathToUtf8(VcRedistInstaller(game_folder));
+    script += "\" /install /quiet /norestart\r\n";
   }
   if (!GameInputPresent(before)) {
-    script += "msiexec /i \"" + PathToUtf8(GameInputInstaller(game_folder)) + "\" /quiet /norestart\r\n";
+    script += "msiexec /i \"";
+    script += PathToUtf8(GameInputInstaller(game_folder));
+    script += "\" /quiet /norestart\r\n";
   }
   return script;
 }

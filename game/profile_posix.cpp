@@ -19,7 +19,7 @@ void KeepCharacters(std::string& text, std::size_t count) {
 
 }  // namespace
 
-std::string ReadProfileString(const std::filesystem::path& file, std::string_view section, std::string_view key,
+std::string ReadIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                               std::string_view fallback, std::size_t capacity) {
   std::string text;
   std::string value(fallback);
@@ -31,7 +31,7 @@ std::string ReadProfileString(const std::filesystem::path& file, std::string_vie
   return value;
 }
 
-bool WriteProfileString(const std::filesystem::path& file, std::string_view section, std::string_view key,
+bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                         std::string_view value) {
   std::string text;
   if (PathExists(file) && !ReadWholeFile(file, text)) return false;

@@ -6,9 +6,11 @@
 
 #include "core/text.h"
 
-std::string ReadProfileString(const std::filesystem::path& file, std::string_view section, std::string_view key,
+std::string ReadIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                               std::string_view fallback, std::size_t capacity) {
   if (capacity == 0) return {};
+  // An empty name would make the profile functions use a file in the Windows folder.
+  if (file.empty()) return std::string(fallback).substr(0, capacity - 1);
   std::vector<wchar_t> buffer(capacity, L'\0');
   const std::wstring wide_section = Utf8ToWide(section);
   const std::wstring wide_key = Utf8ToWide(key);
@@ -18,8 +20,9 @@ std::string ReadProfileString(const std::filesystem::path& file, std::string_vie
   return WideToUtf8(std::wstring_view(buffer.data(), length));
 }
 
-bool WriteProfileString(const std::filesystem::path& file, std::string_view section, std::string_view key,
+bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                         std::string_view value) {
+  if (file.empty()) return false;
   const std::wstring wide_section = Utf8ToWide(section);
   const std::wstring wide_key = Utf8ToWide(key);
   const std::wstring wide_value = Utf8ToWide(value);

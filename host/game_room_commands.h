@@ -10,7 +10,7 @@
 #include "game/prerequisites.h"
 #include "host/host_bridge.h"
 
-// Replaceable parts, for tests; hosts leave them all empty.
+// Seams that tests replace; hosts leave them all empty.
 struct GameRoomSeams {
   PrerequisiteSystem* prerequisites = nullptr;  // empty: the real system
   GameProcessStarter* processes = nullptr;      // empty: the real process start

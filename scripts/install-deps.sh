@@ -8,12 +8,12 @@ packages=(
   googletest libgtest-dev libgmock-dev
   libcurl4-openssl-dev libssl-dev zlib1g-dev libwim-dev
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev
-  wine wine64
+  wine wine64 xvfb
   nginx-light zsync openssl curl
   clang libclang-rt-14-dev
   chromium
   libgtk-3-dev libwebkit2gtk-4.1-dev gstreamer1.0-plugins-good gstreamer1.0-libav
-  xvfb xauth xdotool x11-utils imagemagick
+  xauth xdotool x11-utils imagemagick
 )
 
 missing=()

@@ -1,0 +1,213 @@
+// The three game commands through the bridge, with exact message texts, and the launch worker's
+// starts, pauses and close request against recording seams.
+#include "host/game_room_commands.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "core/file_util.h"
+#include "core/paths.h"
+#include "game/game_launch.h"
+#include "game/game_settings.h"
+#include "game/profile.h"
+#include "launch_rig.h"
+#include "update/swap_journal.h"
+
+namespace {
+
+const char kDefaultConfig[] =
+    "{\"tipo\":\"config\",\"config\":{\"resX\":1920,\"resY\":1080,\"modo\":1,\"qualidade\":2,\"sombras\":2,"
+    "\"efeitos\":2,\"geral\":100,\"musica\":50,\"som\":50,\"instancias\":1,\"idioma\":\"pt-BR\"}}";
+const char kSaved[] = "{\"tipo\":\"aviso\",\"texto\":\"Configurações salvas.\"}";
+const char kOpening[] = "{\"tipo\":\"aviso\",\"texto\":\"Abrindo o jogo…\"}";
+const char kNotFound[] = "{\"tipo\":\"aviso\",\"texto\":\"Jogo não encontrado. Atualize primeiro.\"}";
+const char kInstalling[] =
+    "{\"tipo\":\"aviso\",\"texto\":\"Instalando componentes do Windows (Visual C++ e GameInput)… Confirme o "
+    "pedido do Windows.\"}";
+
+std::string LogText() {
+  std::string text;
+  return ReadWholeFile(GetDataFolder() / "launcher.log", text) ? text : std::string();
+}
+
+void InstallGame(const LaunchRig& rig) {
+  ASSERT_TRUE(WriteWholeFile(JoinRelative(rig.GameFolder(), "ORV2.exe"), "MZ"));
+}
+
+void SetLauncherIni(const std::string& instancias) {
+  ASSERT_TRUE(WriteIniValue(LauncherIniPath(), "Launcher", "Instancias", instancias));
+}
+
+void SetMode(const std::string& mode) {
+  ASSERT_TRUE(EnsureParentFolder(GameIniPath()));
+  ASSERT_TRUE(WriteIniValue(GameIniPath(), "/Script/Engine.GameUserSettings", "FullscreenMode", mode));
+}
+
+TEST(GameCommandsBridge, ConfigAtStartupAndOnRequest) {
+  LaunchRig rig;
+  rig.bridge.OnPageMessage(R"({"cmd":"pronto"})");
+  ASSERT_EQ(rig.posted.size(), 2u);
+  EXPECT_EQ(rig.posted[1], kDefaultConfig);
+  rig.posted.clear();
+  rig.bridge.OnPageMessage(R"({"cmd":"config"})");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{kDefaultConfig});
+}
+
+TEST(GameCommandsBridge, SalvarConfigWithOnlyResXChangesOnlyTheWidth) {
+  LaunchRig rig;
+  rig.bridge.OnPageMessage(R"({"cmd":"salvarConfig","dados":{"resX":1280}})");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{kSaved});
+  rig.posted.clear();
+  rig.bridge.OnPageMessage(R"({"cmd":"config"})");
+  std::string expected = kDefaultConfig;
+  expected.replace(expected.find("1920"), 4, "1280");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{expected});
+
+  // Every field, numbers and decimal strings; the instance count clamped by the save.
+  rig.posted.clear();
+  rig.bridge.OnPageMessage(
+      R"({"cmd":"salvarConfig","dados":{"resX":"2560","resY":1440,"modo":0,"qualidade":3,"sombras":1,)"
+      R"("efeitos":0,"geral":80,"musica":30,"som":70,"instancias":9,"idioma":"en-US"}})");
+  rig.bridge.OnPageMessage(R"({"cmd":"config"})");
+  EXPECT_EQ(rig.posted,
+            (std::vector<std::string>{kSaved, "{\"tipo\":\"config\",\"config\":{\"resX\":2560,\"resY\":1440,\"modo\":0,"
+                                              "\"qualidade\":3,\"sombras\":1,\"efeitos\":0,\"geral\":80,\"musica\":30,"
+                                              "\"som\":70,\"instancias\":4,\"idioma\":\"en-US\"}}"}));
+}
+
+TEST(GameCommandsBridge, SalvarConfigWithoutDadosStillSavesAndAnswers) {
+  LaunchRig rig;
+  rig.bridge.OnPageMessage(R"({"cmd":"salvarConfig"})");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{kSaved});
+  EXPECT_EQ(ReadIniValue(GameIniPath(), "/Script/ORV2.OrvOptionsSubsystem", "bSaved", "", 64), "True");
+  EXPECT_EQ(ReadIniValue(LauncherIniPath(), "Launcher", "Instancias", "", 64), "1");
+}
+
+TEST(GameCommandsBridge, JogarWithoutTheGameSaysSoAndStartsNothing) {
+  LaunchRig rig;
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{kNotFound});
+  EXPECT_TRUE(rig.workers.empty());
+}
+
+TEST(GameCommandsBridge, JogarWithAPendingJournalReportsItsReason) {
+  LaunchRig rig;
+  InstallGame(rig);
+  ASSERT_TRUE(WriteWholeFile(JournalPath(rig.GameFolder()), "{\"trocas\":["));
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{"{\"tipo\":\"aviso\",\"texto\":\"Atualização pendente: diario corrompido\"}"});
+  EXPECT_TRUE(rig.workers.empty());
+}
+
+TEST(GameCommandsBridge, JogarFinishesAPendingInstallFirst) {
+  LaunchRig rig;
+  ASSERT_TRUE(WriteWholeFile(JoinRelative(StagingFolder(rig.GameFolder()), "ORV2.exe"), "novo"));
+  SwapJournal::Write(rig.GameFolder(), {"ORV2.exe"});
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{kOpening});
+  std::string installed;
+  EXPECT_TRUE(ReadWholeFile(JoinRelative(rig.GameFolder(), "ORV2.exe"), installed));
+  EXPECT_EQ(installed, "novo");
+}
+
+TEST(GameCommandsBridge, JogarAnswersAtOnceAndTheWorkerStartsTheGame) {
+  LaunchRig rig;
+  InstallGame(rig);
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  EXPECT_EQ(rig.posted, std::vector<std::string>{kOpening});
+  ASSERT_EQ(rig.workers.size(), 1u);
+  EXPECT_TRUE(rig.starter.starts.empty()) << "the starts belong to the worker";
+
+  // The worker owns its job: a folder change meanwhile does not move it.
+  const std::filesystem::path folder = rig.GameFolder();
+  rig.config.canais[0].pasta = rig.folders.root() / "Outra";
+  rig.RunWorkers();
+  ASSERT_EQ(rig.starter.starts.size(), 1u);
+  EXPECT_EQ(rig.starter.starts[0].command_line,
+            "\"" + PathToUtf8(JoinRelative(folder, "ORV2.exe")) + "\" -windowed -ResX=1920 -ResY=1080");
+  EXPECT_EQ(rig.starter.starts[0].folder, folder);
+  EXPECT_EQ(rig.clock.sleeps_ms, std::vector<std::uint32_t>{500});
+  EXPECT_EQ(rig.window.close_requests, 1);
+  EXPECT_NE(LogText().find("] jogo aberto (1/1)\r\n"), std::string::npos);
+}
+
+TEST(GameLaunch, InstanceCountIsClampedAndModeZeroHasNoArguments) {
+  const std::pair<const char*, size_t> counts[] = {{"7", 4}, {"9", 4}, {"0", 1}, {"-1", 1}, {"3", 3}, {"1", 1}, {"2.9", 2}};
+  for (const auto& [written, starts] : counts) {
+    SCOPED_TRACE(written);
+    LaunchRig rig;
+    InstallGame(rig);
+    SetLauncherIni(written);
+    SetMode("0");
+    rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+    rig.RunWorkers();
+    ASSERT_EQ(rig.starter.starts.size(), starts);
+    for (const auto& start : rig.starter.starts) {
+      EXPECT_EQ(start.command_line, "\"" + PathToUtf8(JoinRelative(rig.GameFolder(), "ORV2.exe")) + "\"");
+    }
+    std::vector<std::uint32_t> sleeps(starts - 1, 3000);
+    sleeps.push_back(500);
+    EXPECT_EQ(rig.clock.sleeps_ms, sleeps);
+    EXPECT_EQ(rig.window.close_requests, 1);
+  }
+  EXPECT_EQ(LaunchArguments(2, 1920, 1080), " -windowed -ResX=1920 -ResY=1080");
+  EXPECT_EQ(LaunchArguments(-1, 800, 600), " -windowed -ResX=800 -ResY=600");
+  EXPECT_EQ(LaunchArguments(0, 800, 600), "");
+}
+
+TEST(GameLaunch, FailedStartsAreLoggedAndOnlyAllFailingKeepsTheLauncherOpen) {
+  {
+    LaunchRig rig;
+    InstallGame(rig);
+    SetLauncherIni("3");
+    rig.starter.answers = {false, true, false};
+    rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+    rig.RunWorkers();
+    EXPECT_EQ(rig.starter.starts.size(), 3u);
+    EXPECT_EQ(rig.clock.sleeps_ms, (std::vector<std::uint32_t>{3000, 3000, 500}));
+    EXPECT_EQ(rig.window.close_requests, 1);
+    const std::string log = LogText();
+    EXPECT_NE(log.find("] CreateProcess falhou: 5\r\n"), std::string::npos) << log;
+    EXPECT_NE(log.find("] jogo aberto (2/3)\r\n"), std::string::npos) << log;
+    EXPECT_EQ(log.find("jogo aberto (1/3)"), std::string::npos) << log;
+  }
+  LaunchRig rig;
+  InstallGame(rig);
+  SetLauncherIni("3");
+  rig.starter.answers = {false};
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  rig.RunWorkers();
+  EXPECT_EQ(rig.starter.starts.size(), 3u);
+  EXPECT_EQ(rig.clock.sleeps_ms, (std::vector<std::uint32_t>{3000, 3000}));
+  EXPECT_EQ(rig.window.close_requests, 0);
+  EXPECT_EQ(rig.posted, std::vector<std::string>{kOpening}) << "no further notice when every start fails";
+}
+
+TEST(GameLaunch, MissingPrerequisitesAreInstalledFirstOrStopTheLaunch) {
+  LaunchRig rig;
+  InstallGame(rig);
+  rig.prerequisites.flags = MakePrerequisiteFlags(false, true);
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  rig.RunWorkers();
+  EXPECT_EQ(rig.posted, (std::vector<std::string>{
+                            kOpening, kInstalling,
+                            "{\"tipo\":\"aviso\",\"texto\":\"Não foi possível preparar o jogo: instalador do Visual "
+                            "C++ ausente (verifique os arquivos).\"}"}));
+  EXPECT_TRUE(rig.starter.starts.empty());
+  EXPECT_EQ(rig.window.close_requests, 0);
+
+  // With the installer there, a declined consent prompt also stops the launch.
+  ASSERT_TRUE(WriteWholeFile(VcRedistInstaller(rig.GameFolder()), "MZ"));
+  rig.posted.clear();
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  rig.RunWorkers();
+  EXPECT_EQ(rig.prerequisites.elevated_starts, 1);
+  EXPECT_EQ(rig.posted, (std::vector<std::string>{kOpening, kInstalling,
+                                                  "{\"tipo\":\"aviso\",\"texto\":\"Não foi possível preparar o jogo: a "
+                                                  "instalação foi cancelada na confirmação do Windows.\"}"}));
+  EXPECT_TRUE(rig.starter.starts.empty());
+}
+
+}  // namespace

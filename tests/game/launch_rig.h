@@ -1,0 +1,91 @@
+// A bridge with the game room behind it, fake window and runs, and recording seams for the launch.
+#pragma once
+
+#include <algorithm>
+#include <cstdint>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/file_util.h"
+#include "core/launcher_config.h"
+#include "host/game_room_commands.h"
+#include "host/host_bridge.h"
+#include "support/fake_clock.h"
+#include "support/scoped_folders.h"
+
+class RecordingWindow final : public HostWindow {
+ public:
+  void BeginDrag() override {}
+  void Minimize() override {}
+  void RequestClose() override { ++close_requests; }
+  std::filesystem::path PickFolder(const std::filesystem::path&) override { return {}; }
+  void OpenUrl(const std::string&) override {}
+  int close_requests = 0;
+};
+
+class NoRuns final : public RunStarter {
+ public:
+  void Start(RunRequest) override {}
+};
+
+// Starts that succeed or fail as listed (the last answer repeats), recorded with their folder.
+class RecordingStarter final : public GameProcessStarter {
+ public:
+  struct Call {
+    std::string command_line;
+    std::filesystem::path folder;
+  };
+  bool Start(const std::filesystem::path& executable, const std::string& arguments,
+             const std::filesystem::path& working_folder, std::uint32_t& error_code) override {
+    starts.push_back({GameCommandLine(executable, arguments), working_folder});
+    const bool ok = answers.empty() || answers.at(std::min(starts.size(), answers.size()) - 1);
+    if (!ok) error_code = 5;
+    return ok;
+  }
+  std::vector<bool> answers;
+  std::vector<Call> starts;
+};
+
+class FixedPrerequisites final : public PrerequisiteSystem {
+ public:
+  PrerequisiteFlags Check() override { return flags; }
+  bool RunElevatedScript(const std::filesystem::path&, std::uint32_t& error_code) override {
+    ++elevated_starts;
+    error_code = 1223;
+    return false;
+  }
+  PrerequisiteFlags flags = MakePrerequisiteFlags(true, true);
+  int elevated_starts = 0;
+};
+
+struct LaunchRig {
+  explicit LaunchRig(GameProcessStarter* processes_override = nullptr)
+      : config(LauncherConfigFromText("{}", folders.root() / "Jogo")),
+        game(state, [this](const std::string& m) { posted.push_back(m); }, window,
+             GameRoomSeams{&prerequisites, processes_override != nullptr ? processes_override : &starter,
+                           [this](std::function<void()> work) { workers.push_back(std::move(work)); }}),
+        bridge(config, state, false, [this](const std::string& m) { posted.push_back(m); }, window, runs, game) {
+    state.clock = &clock;
+  }
+  std::filesystem::path GameFolder() const { return config.canais.at(0).pasta; }
+  // Runs the launch workers started so far, as their threads would.
+  void RunWorkers() {
+    auto pending = std::move(workers);
+    workers.clear();
+    for (auto& work : pending) work();
+  }
+
+  ScopedFolders folders;
+  LauncherConfig config;
+  EngineState state;
+  FakeClock clock;
+  RecordingWindow window;
+  NoRuns runs;
+  RecordingStarter starter;
+  FixedPrerequisites prerequisites;
+  std::vector<std::function<void()>> workers;
+  std::vector<std::string> posted;
+  GameRoomCommands game;
+  HostBridge bridge;
+};
