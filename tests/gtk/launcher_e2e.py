@@ -344,9 +344,11 @@ class WindowCommands(PageProbe):
         chosen = os.path.join(self.work, "outra pasta")
         os.makedirs(chosen)
         self.click(launcher, window, page["caixas"]["vLocalTxt"])
-        dialog = wait_for(lambda: [w for w in launcher.windows() if w != window], 10)
+        def chooser():
+            return [w for w in launcher.windows() if w != window and
+                    xdotool(launcher.env, "getwindowname", w).strip() == "Pasta de instalação"]
+        dialog = wait_for(chooser, 10)
         self.assertEqual(len(dialog), 1, "no folder chooser")
-        self.assertEqual(xdotool(launcher.env, "getwindowname", dialog[0]).strip(), "Pasta de instalação")
         transient = subprocess.run(["xprop", "-id", dialog[0], "WM_TRANSIENT_FOR"], env=launcher.env,
                                    stdout=subprocess.PIPE, text=True).stdout
         self.assertIn(hex(int(window)), transient)  # owned by the launcher's window
