@@ -1,7 +1,6 @@
 #include "host/gtk/page_view.h"
 
-#include <atomic>
-#include <memory>
+#include <system_error>
 
 #include "core/json.h"
 #include "core/log.h"
