@@ -12,6 +12,8 @@ packages=(
   nginx-light zsync openssl curl
   clang libclang-rt-14-dev
   chromium
+  libgtk-3-dev libwebkit2gtk-4.1-dev gstreamer1.0-plugins-good gstreamer1.0-libav
+  xauth xdotool x11-utils imagemagick
 )
 
 missing=()
