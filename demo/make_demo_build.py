@@ -44,7 +44,7 @@ def build(version):
         "[Jogo]\nIdioma=pt-BR\nServidor=demo\n" + "".join(f"Opcao{i}={i * 7}\n" for i in range(200))).encode()
     files["Conteudo/Audio/música_tema.ogg"] = rng.randbytes(512 * 1024)
     exe_rng = random.Random(1000 + version)
-    files["Binarios/Win64/ORV2.exe"] = b"MZ" + pack_bytes(exe_rng, 1024 * 1024 - 2)
+    files["ORV2.exe"] = b"MZ" + pack_bytes(exe_rng, 1024 * 1024 - 2)
     pack = bytearray(pack_bytes(rng, 24 * BLOCK))  # 6 MiB
     notes = ["Notas da versão 1.0.0: primeira versão.\n"]
 

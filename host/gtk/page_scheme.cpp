@@ -106,11 +106,11 @@ std::optional<std::string> PageFileName(std::string_view uri) {
 std::optional<ByteRange> ParseRange(std::string_view header, std::uint64_t size, std::uint64_t cap) {
   constexpr std::string_view kPrefix = "bytes=";
   if (header.substr(0, kPrefix.size()) != kPrefix || size == 0 || cap == 0) return std::nullopt;
-  const std::string_view spec = header.substr(kPrefix.size());
-  const size_t dash = spec.find('-');
+  const std::string_view range_text = header.substr(kPrefix.size());
+  const size_t dash = range_text.find('-');
   if (dash == std::string_view::npos) return std::nullopt;
-  const std::string_view first_text = spec.substr(0, dash);
-  const std::string_view last_text = spec.substr(dash + 1);
+  const std::string_view first_text = range_text.substr(0, dash);
+  const std::string_view last_text = range_text.substr(dash + 1);
   ByteRange range;
   if (first_text.empty()) {  // "bytes=-N": the last N bytes
     std::uint64_t suffix = 0;
