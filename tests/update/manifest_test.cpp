@@ -138,19 +138,22 @@ TEST(Manifest, LauncherEntryAndVersionRule) {
 }
 
 // A server can send JSON nested a hundred thousand levels deep: the reader neither recurses nor
-// crashes.
+// crashes, and a manifest nested beyond what any real one needs is refused as invalid.
 TEST(Manifest, DeepNestingIsNoCrash) {
   constexpr std::size_t kDeep = 100000;
   Manifest m;
   EXPECT_FALSE(ParseManifest(std::string(kDeep, '['), "https://h/c/manifest.json", m));
   EXPECT_FALSE(ParseManifest("{\"arquivos\":" + std::string(kDeep, '['), "https://h/c/manifest.json", m));
-  const std::string sha(64, 'a');
   const std::string unclosed = "{\"arquivos\":[],\"extra\":" + std::string(kDeep, '{') + "}";
   EXPECT_FALSE(ParseManifest(unclosed, "https://h/c/manifest.json", m));
-  const std::string valid = "{\"arquivos\":[{\"caminho\":\"a.txt\",\"sha256\":\"" + sha + "\",\"tamanho\":" +
-                            std::string(kDeep, '[') + std::string(kDeep, ']') + "}],\"extra\":" +
-                            std::string(kDeep, '[') + std::string(kDeep, ']') + "}";
-  ASSERT_TRUE(ParseManifest(valid, "https://h/c/manifest.json", m));
+  const auto manifest_nested = [](std::size_t depth) {
+    const std::string sha(64, 'a');
+    return "{\"arquivos\":[{\"caminho\":\"a.txt\",\"sha256\":\"" + sha + "\",\"tamanho\":" +
+           std::string(depth, '[') + std::string(depth, ']') + "}],\"extra\":" + std::string(depth, '[') +
+           std::string(depth, ']') + "}";
+  };
+  EXPECT_FALSE(ParseManifest(manifest_nested(kDeep), "https://h/c/manifest.json", m));
+  ASSERT_TRUE(ParseManifest(manifest_nested(40), "https://h/c/manifest.json", m));
   ASSERT_EQ(m.arquivos.size(), 1u);
   EXPECT_EQ(m.arquivos[0].tamanho, 0u);  // an array is no size
 }
