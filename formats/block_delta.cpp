@@ -198,7 +198,9 @@ class BlockDelta {
   }
 
   bool FetchRun(std::uint64_t first, std::uint64_t last, std::vector<std::uint8_t>& range) {
-    const auto attempt = [&](std::string& why) { return FetchRange(url_, first, last, range, progress_, cancel_, why); };
+    const auto attempt = [&](std::string& why) {
+      return FetchRange(url_, first, last, range, progress_, cancel_, why);
+    };
     return RetryTransfer(attempt, "faixa de " + entry_.caminho, cancel_, clock_, error_);
   }
 

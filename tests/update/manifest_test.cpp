@@ -96,12 +96,13 @@ TEST(Manifest, WrittenTextIsFixedAndReadsBackToTheSameValues) {
   blocks.blocos = std::string(64, 'b');
   blocks.bTamanho = 30;
   written.arquivos = {plain, packed, blocks};
-  EXPECT_EQ(ManifestText(written), "{\n  \"versao\": \"2.0\",\n  \"servidor\": \"sul \\\"7\\\"\",\n  \"arquivos\": [\n"
-                                   "    {\"caminho\":\"dados\\\\a b.pak\",\"sha256\":\"" + kHash + "\",\"tamanho\":10},\n"
-                                   "    {\"caminho\":\"ç.bin\",\"sha256\":\"" + kHash + "\",\"tamanho\":9,\"zTamanho\":4},\n"
-                                   "    {\"caminho\":\"c.pak\",\"sha256\":\"" + kHash +
-                                   "\",\"tamanho\":9,\"bloco\":8,\"bTamanho\":30,\"blocos\":\"" +
-                                   std::string(64, 'b') + "\"}\n  ]\n}\n");
+  const std::string sha = "\"sha256\":\"" + kHash + "\"";
+  EXPECT_EQ(ManifestText(written),
+            "{\n  \"versao\": \"2.0\",\n  \"servidor\": \"sul \\\"7\\\"\",\n  \"arquivos\": [\n"
+            "    {\"caminho\":\"dados\\\\a b.pak\"," + sha + ",\"tamanho\":10},\n"
+            "    {\"caminho\":\"ç.bin\"," + sha + ",\"tamanho\":9,\"zTamanho\":4},\n"
+            "    {\"caminho\":\"c.pak\"," + sha + ",\"tamanho\":9,\"bloco\":8,\"bTamanho\":30,\"blocos\":\"" +
+                std::string(64, 'b') + "\"}\n  ]\n}\n");
 
   written.base = "https://cdn/x/";
   written.launcher = LauncherEntry{.present = true, .versao = "1.3", .sha256 = kHash, .arquivo = "bin/L.exe"};
