@@ -38,3 +38,12 @@ class TestChannel {
  private:
   std::filesystem::path folder_;
 };
+
+// An entry for a file the channel does not serve: hostile names, wrong digests, the writer's own tests.
+inline ManifestEntry UnservedEntry(const std::string& caminho, const std::string& sha256, std::uint64_t tamanho) {
+  ManifestEntry entry;
+  entry.caminho = caminho;
+  entry.sha256 = sha256;
+  entry.tamanho = tamanho;
+  return entry;
+}

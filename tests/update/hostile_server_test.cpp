@@ -391,13 +391,7 @@ TEST_F(HostileServer, EntriesAimedAtTheLaunchersOwnFilesAreIgnored) {
                                           "./.orvlauncher/y", ".orvlauncher./z", std::string("a.pak\0junk", 10),
                                           "a.pak", "b/../a.pak"};
   Publish(v2, [&](Manifest& m) {
-    for (const std::string& caminho : names) {
-      ManifestEntry entry;
-      entry.caminho = caminho;
-      entry.sha256 = digest;
-      entry.tamanho = junk.size();
-      m.arquivos.push_back(entry);
-    }
+    for (const std::string& caminho : names) m.arquivos.push_back(UnservedEntry(caminho, digest, junk.size()));
   });
   (void)TakeLog();
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");

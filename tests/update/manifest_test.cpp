@@ -9,6 +9,7 @@
 #include "core/file_util.h"
 #include "core/paths.h"
 #include "support/scoped_folders.h"
+#include "support/test_channel.h"
 #include "update/self_update.h"
 #include "update/verification.h"
 
@@ -81,17 +82,10 @@ TEST(Manifest, WrittenTextIsFixedAndReadsBackToTheSameValues) {
   Manifest written;
   written.versao = "2.0";
   written.servidor = "sul \"7\"";
-  const auto entry = [](const std::string& caminho, std::uint64_t tamanho) {
-    ManifestEntry e;
-    e.caminho = caminho;
-    e.sha256 = kHash;
-    e.tamanho = tamanho;
-    return e;
-  };
-  ManifestEntry plain = entry("dados\\a b.pak", 10);
-  ManifestEntry packed = entry("ç.bin", 9);
+  const ManifestEntry plain = UnservedEntry("dados\\a b.pak", kHash, 10);
+  ManifestEntry packed = UnservedEntry("ç.bin", kHash, 9);
   packed.zTamanho = 4;
-  ManifestEntry blocks = entry("c.pak", 9);
+  ManifestEntry blocks = UnservedEntry("c.pak", kHash, 9);
   blocks.bloco = 8;
   blocks.blocos = std::string(64, 'b');
   blocks.bTamanho = 30;

@@ -49,7 +49,7 @@ std::string LogText() {
 }
 
 // Manifest entries changed the ways a test needs: variant sizes that were never published, a
-// digest that is not the file's, an entry for a file that is not served.
+// digest that is not the file's.
 ManifestEntry Compressed(ManifestEntry entry, std::uint64_t z_tamanho) {
   entry.zTamanho = z_tamanho;
   return entry;
@@ -62,13 +62,6 @@ ManifestEntry Blocked(ManifestEntry entry, std::uint64_t bloco, std::uint64_t b_
 }
 ManifestEntry WithDigest(ManifestEntry entry, const std::string& sha256) {
   entry.sha256 = sha256;
-  return entry;
-}
-ManifestEntry Unserved(const std::string& caminho, const std::string& sha256, std::uint64_t tamanho) {
-  ManifestEntry entry;
-  entry.caminho = caminho;
-  entry.sha256 = sha256;
-  entry.tamanho = tamanho;
   return entry;
 }
 LauncherEntry Launcher(const std::string& versao, const std::string& sha256) {
@@ -254,12 +247,12 @@ TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
   const std::string other(64, 'e');
   PublishManifest({
       Entry("bom.txt", bom),
-      Unserved("../fora.txt", other, 8),
-      Unserved("x:y.txt", other, 8),
-      Unserved("/abs.txt", other, 8),
-      Unserved("\\abs.txt", other, 8),
+      UnservedEntry("../fora.txt", other, 8),
+      UnservedEntry("x:y.txt", other, 8),
+      UnservedEntry("/abs.txt", other, 8),
+      UnservedEntry("\\abs.txt", other, 8),
       WithDigest(Entry("maius.txt", maius), upper),
-      Unserved("curto.txt", other.substr(1), 8),
+      UnservedEntry("curto.txt", other.substr(1), 8),
       // One block digest short of 200 / 64 rounded up: no block variant, so the .orvz size counts.
       Compressed(Blocked(Entry("blocos.txt", NoiseBytes(200, 22)), 64, 999, std::string(96, 'f')), 120),
   });
