@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "update/manifest.h"
 
@@ -22,7 +23,7 @@ class TestChannel {
 
   // Writes `bytes` under `caminho` and the chosen variant beside it (ORVZ chunks and ORVB blocks of
   // `unit` bytes), and returns the file's entry as the publisher would write it. Fails the test when
-  // a variant cannot be written. The entry is not added: pass it to Add, or change it first.
+  // a variant cannot be written. The entry is not added to `manifest` (Add does both).
   [[nodiscard]] ManifestEntry Serve(const std::string& caminho, std::string_view bytes,
                                     Variant variant = Variant::kPlain, std::uint32_t unit = 16384) const;
   // Serve, with the entry added to the manifest.
