@@ -10,11 +10,12 @@
 #include "core/paths.h"
 #include "formats/orvb.h"
 #include "update/http_client.h"
+#include "update/retry.h"
 #include "update/sha256.h"
+#include "update/work_files.h"
 
 namespace {
 
-constexpr int kMaxAttempts = 8;
 constexpr std::size_t kMaxRunBlocks = 32;
 // Above this share of the .orvb still missing, one whole download beats many ranges.
 constexpr double kWholeFileShare = 0.6;
@@ -34,8 +35,8 @@ class BlockDelta {
         installed_(installed),
         installed_digests_(installed_blocks),
         target_(target),
-        assembled_(WithSuffix(target, ".bloco")),
-        whole_(WithSuffix(target, ".orvb.part")),
+        assembled_(WithSuffix(target, kAssembledSuffix)),
+        whole_(WithSuffix(target, kOrvbPartialSuffix)),
         url_(EntryUrl(base_url, entry.caminho, ".orvb")),
         progress_(progress),
         cancel_(cancel),
@@ -70,18 +71,14 @@ class BlockDelta {
   }
 
  private:
+  // The table's attempts write no log line: only the transfer of the file's own bytes is logged.
   bool FetchTable() {
     const std::uint64_t last = 16 * entry_.BlockCount() + 27;
     std::vector<std::uint8_t> bytes;
-    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-      if (IsSet(cancel_)) return false;
-      if (FetchRange(url_, 0, last, bytes, {}, cancel_, error_) &&
-          ReadOrvbTable(bytes, table_, error_)) {
-        return true;
-      }
-      if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
-    }
-    return false;
+    const auto attempt = [&](std::string& why) {
+      return FetchRange(url_, 0, last, bytes, {}, cancel_, why) && ReadOrvbTable(bytes, table_, why);
+    };
+    return RetryTransfer(attempt, {}, cancel_, clock_, error_);
   }
 
   // Installed block digest -> the first installed block that has it.
@@ -201,31 +198,23 @@ class BlockDelta {
   }
 
   bool FetchRun(std::uint64_t first, std::uint64_t last, std::vector<std::uint8_t>& range) {
-    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-      if (IsSet(cancel_)) return false;
-      if (FetchRange(url_, first, last, range, progress_, cancel_, error_)) return true;
-      if (IsSet(cancel_)) return false;  // paused, not failed: no log line, no back-off
-      Log("faixa de %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
-      if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
-    }
-    return false;
+    const auto attempt = [&](std::string& why) {
+      return FetchRange(url_, first, last, range, progress_, cancel_, why);
+    };
+    return RetryTransfer(attempt, "faixa de " + entry_.caminho, cancel_, clock_, error_);
   }
 
   bool WholeFile(std::size_t missing_count) {
-    bool downloaded = false;
-    for (int attempt = 0; attempt < kMaxAttempts && !downloaded; ++attempt) {
-      if (IsSet(cancel_)) {
-        error_ = "cancelado";
-        return false;
-      }
-      downloaded = DownloadToFile(url_, whole_, progress_, cancel_, error_, entry_.bTamanho);
-      if (!downloaded) {
-        if (IsSet(cancel_)) return false;  // paused, not failed: no log line, no back-off
-        Log("download %s falhou (%s), tentativa %d", entry_.caminho.c_str(), error_.c_str(), attempt + 1);
-        if (!clock_.SleepUnlessCancelled(RetryDelayMs(attempt), cancel_)) return false;
-      }
+    // A pause that comes before the first request is named here; the retry loop keeps the last reason.
+    if (IsSet(cancel_)) {
+      error_ = "cancelado";
+      return false;
     }
-    if (!downloaded) return false;  // the partial .orvb stays for the next run
+    const auto attempt = [&](std::string& why) {
+      return DownloadToFile(url_, whole_, progress_, cancel_, why, entry_.bTamanho);
+    };
+    // On failure the partial .orvb stays for the next run.
+    if (!RetryTransfer(attempt, "download " + entry_.caminho, cancel_, clock_, error_)) return false;
     if (!DecompressOrvbFile(whole_, assembled_, entry_.tamanho, cancel_, error_)) {
       DeleteFileAt(assembled_);
       if (!IsSet(cancel_)) DeleteFileAt(whole_);

@@ -1,7 +1,6 @@
 #include "update/http_client.h"
 
 #include <algorithm>
-#include <array>
 
 #include "core/file.h"
 #include "core/file_util.h"
@@ -14,8 +13,6 @@ namespace {
 constexpr std::size_t kMemoryBuffer = 64u << 10;    // manifest fetches
 constexpr std::size_t kMaxMemoryBody = 64u << 20;   // far above any real manifest
 constexpr std::size_t kTransferBuffer = 256u << 10;  // ranges and file downloads
-
-constexpr std::array<std::uint32_t, 5> kRetryDelaysMs = {2000, 4000, 8000, 15000, 30000};
 
 std::string RangeHeader(std::uint64_t first, std::uint64_t last) {
   return "Range: bytes=" + std::to_string(first) + "-" + std::to_string(last) + "\r\n";
@@ -228,10 +225,6 @@ bool DownloadToFile(const std::string& url, const std::filesystem::path& path, c
   FileDownload download(path, existing, max_bytes, progress, cancel, reason);
   if (HttpGet(url, range, kTransferBuffer, download, reason) == 0) return false;
   return download.Finish();
-}
-
-std::uint32_t RetryDelayMs(int attempt) {
-  return kRetryDelaysMs[static_cast<std::size_t>(std::clamp(attempt, 0, 4))];
 }
 
 std::string HttpUserAgent() { return std::string("OrvLauncher/") + kLauncherVersion; }

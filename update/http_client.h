@@ -45,9 +45,5 @@
                                   const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason,
                                   std::uint64_t max_bytes = UINT64_MAX);
 
-// Back-off before retry `attempt` (from 0; negative counts as 0): 2000, 4000, 8000, 15000, then
-// 30000 ms.
-[[nodiscard]] std::uint32_t RetryDelayMs(int attempt);
-
 // "OrvLauncher/1.2.5".
 [[nodiscard]] std::string HttpUserAgent();

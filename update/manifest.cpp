@@ -6,13 +6,10 @@
 #include "core/log.h"
 #include "core/paths.h"
 #include "core/version.h"
+#include "formats/orvb.h"
 #include "update/version_compare.h"
 
 namespace {
-
-// The largest block the block format allows; a larger "bloco" could only be a broken manifest and
-// would make the block comparison allocate that much.
-constexpr std::uint64_t kMaxBlockSize = 0x10000000;
 
 std::uint64_t AsSize(const JsonValue& value) {
   const std::int64_t number = value.AsInt(0);
@@ -95,8 +92,10 @@ bool NamesOwnFolder(const std::string& key) {
   return false;
 }
 
+// A "bloco" above what the block format allows could only be a broken manifest, and would make the
+// block comparison allocate that much.
 void DropInconsistentBlockVariant(ManifestEntry& entry) {
-  const bool usable = entry.bloco > 0 && entry.bloco <= kMaxBlockSize && entry.bTamanho > 0 &&
+  const bool usable = entry.bloco > 0 && entry.bloco <= kOrvbMaxBlockSize && entry.bTamanho > 0 &&
                       entry.BlockCount() == (entry.tamanho + entry.bloco - 1) / entry.bloco;
   if (!usable) {
     entry.bloco = 0;

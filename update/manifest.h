@@ -44,6 +44,12 @@ struct Manifest {
 // inconsistent block variant is dropped.
 [[nodiscard]] bool ParseManifest(std::string_view text, std::string_view manifest_url, Manifest& out);
 
+// The manifest as a publisher writes it: "versao", "servidor", "base" (only when not empty), "launcher"
+// (only when present) and "arquivos" with one entry per line, so a diff between publications reads
+// well. An entry's "zTamanho" is written when not 0, and its block variant when "bloco" is not 0.
+// ParseManifest reads the text back to the same values.
+[[nodiscard]] std::string ManifestText(const Manifest& manifest);
+
 // True when the manifest names a launcher newer than this one with a 64-character digest.
 [[nodiscard]] bool LauncherUpdateDue(const LauncherEntry& launcher);
 

@@ -12,12 +12,13 @@
 #include "formats/orvz.h"
 #include "update/hash_cache.h"
 #include "update/http_client.h"
+#include "update/retry.h"
 #include "update/sha256.h"
 #include "update/swap_journal.h"
+#include "update/work_files.h"
 
 namespace {
 
-constexpr int kMaxAttempts = 8;
 constexpr char kPauseText[] = "Pausado. Continue depois de onde parou.";
 
 // One entry's transfer, with the final message when it fails.
@@ -35,7 +36,7 @@ class EntryTransfer {
   bool Run() {
     if (entry_.HasBlockVariant()) return RunBlocks();
     const bool compressed = entry_.zTamanho > 0;
-    const std::filesystem::path partial = WithSuffix(staged_, compressed ? ".orvz.part" : ".part");
+    const std::filesystem::path partial = WithSuffix(staged_, compressed ? kOrvzPartialSuffix : kPartialSuffix);
     const std::int64_t existing = FileSizeOf(partial);
     if (existing > 0) progress_.AddResumed(static_cast<std::uint64_t>(existing));
     if (!Download(EntryUrl(run_.manifest.base, entry_.caminho, compressed ? ".orvz" : ""), partial,
@@ -45,7 +46,7 @@ class EntryTransfer {
 
     std::filesystem::path result = partial;
     if (compressed) {
-      result = WithSuffix(staged_, ".descomp");
+      result = WithSuffix(staged_, kUnpackedSuffix);
       if (!Unpack(partial, result)) return false;
     }
     if (!HashMatches(result, partial)) return false;
@@ -72,15 +73,11 @@ class EntryTransfer {
 
   bool Download(const std::string& url, const std::filesystem::path& partial, std::uint64_t size) {
     std::string reason;
-    for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
-      if (run_.Cancelled()) return Fail("");
-      if (DownloadToFile(url, partial, progress_.Callback(), run_.cancel(), reason, size)) return true;
-      // A pause is not a failed attempt: no log line, no back-off.
-      if (run_.Cancelled()) return Fail("");
-      Log("download %s falhou (%s), tentativa %d", entry_.caminho.c_str(), reason.c_str(), attempt + 1);
-      // The pause follows the last failure too, before giving up; "Pausar" cuts it short.
-      if (!run_.clock().SleepUnlessCancelled(RetryDelayMs(attempt), run_.cancel())) return Fail("");
-    }
+    const auto attempt = [&](std::string& why) {
+      return DownloadToFile(url, partial, progress_.Callback(), run_.cancel(), why, size);
+    };
+    if (RetryTransfer(attempt, "download " + entry_.caminho, run_.cancel(), run_.clock(), reason)) return true;
+    // Fail shows the pause text instead when the loop ended on the flag.
     return Fail("Falha ao baixar " + entry_.caminho + " (" + reason + "). Tente de novo.");
   }
 
@@ -187,9 +184,7 @@ bool Install(RunContext& run, const std::vector<std::string>& install_list, std:
 // .orvb) leaves that work file behind. Once the staged copy has been verified it is only clutter, and
 // a later download of the same path would resume from it as if it were a partial of the new file.
 void DropWorkFiles(const std::filesystem::path& staged) {
-  for (const char* suffix : {".part", ".orvz.part", ".descomp", ".bloco", ".orvb.part"}) {
-    DeleteFileAt(WithSuffix(staged, suffix));
-  }
+  for (const std::string_view suffix : kWorkFileSuffixes) DeleteFileAt(WithSuffix(staged, suffix));
 }
 
 }  // namespace

@@ -30,6 +30,7 @@
 #include "tools/orvpack/publish.h"
 #include "update/manifest.h"
 #include "update/swap_journal.h"
+#include "update/work_files.h"
 
 namespace {
 
@@ -200,10 +201,10 @@ Held HeldOf(const ManifestEntry& entry, const fs::path& game, const std::string&
   if (Content(JoinRelative(game, entry.caminho)) == wanted || Content(staged) == wanted) return Held::kDone;
   // Ranges are assembled into a .bloco that is rebuilt from scratch: only the whole-file kinds
   // leave a download that the next run must not fetch again.
-  const char* suffix = entry.zTamanho > 0 ? ".orvz.part" : ".part";
+  std::string_view suffix = entry.zTamanho > 0 ? kOrvzPartialSuffix : kPartialSuffix;
   std::uint64_t size = entry.zTamanho > 0 ? entry.zTamanho : entry.tamanho;
   if (entry.HasBlockVariant()) {
-    suffix = ".orvb.part";
+    suffix = kOrvbPartialSuffix;
     size = entry.bTamanho;
   }
   return FileSizeOf(WithSuffix(staged, suffix)) == static_cast<std::int64_t>(size) ? Held::kDownloaded : Held::kNothing;
@@ -557,8 +558,8 @@ TEST_F(CrashSafety, ACrashBetweenPlacingAFileAndDeletingItsDownloadLeavesNothing
   for (const char* name : {"Binarios/Win64/ORV2.exe", "Conteudo/Paks/vozes.pak"}) {
     WriteTestFile(JoinRelative(staging, name), rig_->v2.at(name));
   }
-  WriteTestFile(JoinRelative(staging, "Binarios/Win64/ORV2.exe.orvz.part"), "compactado");
-  WriteTestFile(JoinRelative(staging, "Conteudo/Paks/vozes.pak.orvb.part"), "blocos");
+  WriteTestFile(WithSuffix(JoinRelative(staging, "Binarios/Win64/ORV2.exe"), kOrvzPartialSuffix), "compactado");
+  WriteTestFile(WithSuffix(JoinRelative(staging, "Conteudo/Paks/vozes.pak"), kOrvbPartialSuffix), "blocos");
 
   const Outcome outcome = Sync(game, rig_->channel_v2, Aim::kNone, {});
   EXPECT_EQ(outcome.exit_code, 0) << (outcome.lines.empty() ? "" : outcome.lines.back());

@@ -19,6 +19,7 @@
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
 #include "support/scoped_folders.h"
+#include "support/test_channel.h"
 #include "test_servers.h"
 #include "tools/orvpack/publish.h"
 #include "update/hash_cache.h"
@@ -78,7 +79,7 @@ std::string Escaped(std::string_view path) {
   return out;
 }
 
-enum class Variant { kPlain, kOrvz, kOrvb };
+using Variant = TestChannel::Variant;
 struct GameFile {
   std::string caminho;
   std::string bytes;
@@ -105,32 +106,14 @@ class HostileServer : public ::testing::Test {
     EXPECT_EQ(FilesOutsideGame(), outside_before_);
   }
 
-  // Publishes `files` as the publisher would, plus raw JSON entries in `extra_entries`.
-  void Publish(const std::vector<GameFile>& files, const std::string& extra = "",
-               const std::string& extra_entries = "") {
-    std::string list;
-    for (const GameFile& file : files) {
-      const std::filesystem::path source = folders_.root() / "fonte.bin";
-      WriteTestFile(source, file.bytes);
-      served_.Put(file.caminho, file.bytes);
-      std::string entry = "{\"caminho\":" + JsonQuote(file.caminho) + ",\"sha256\":\"" +
-                          Sha256OfFile(source, {}, nullptr) + "\",\"tamanho\":" + std::to_string(file.bytes.size());
-      const PackParameters parameters{.chunk_size = kBlock};
-      std::string error;
-      if (file.variant == Variant::kOrvz) {
-        const auto packed = JoinRelative(served_.path(), file.caminho + ".orvz");
-        EXPECT_TRUE(WriteOrvzFile(source, packed, parameters, nullptr, error)) << error;
-        entry += ",\"zTamanho\":" + std::to_string(FileSizeOf(packed));
-      } else if (file.variant == Variant::kOrvb) {
-        const auto packed = JoinRelative(served_.path(), file.caminho + ".orvb");
-        EXPECT_TRUE(WriteOrvbFile(source, packed, parameters, nullptr, error)) << error;
-        entry += ",\"bloco\":" + std::to_string(kBlock) + ",\"blocos\":\"" + Sha256OfBlocks(source, kBlock, nullptr) +
-                 "\",\"bTamanho\":" + std::to_string(FileSizeOf(packed));
-      }
-      list += (list.empty() ? "" : ",") + entry + "}";
-    }
-    if (!extra_entries.empty()) list += (list.empty() ? "" : ",") + extra_entries;
-    served_.Put("manifest.json", "{\"versao\":\"2.0\",\"servidor\":\"9\"" + extra + ",\"arquivos\":[" + list + "]}");
+  // Publishes `files` as the publisher would; `adjust` may change the manifest before it is written.
+  void Publish(const std::vector<GameFile>& files, const std::function<void(Manifest&)>& adjust = {}) {
+    TestChannel channel(served_.path());
+    channel.manifest.versao = "2.0";
+    channel.manifest.servidor = "9";
+    for (const GameFile& file : files) channel.Add(file.caminho, file.bytes, file.variant, kBlock);
+    if (adjust) adjust(channel.manifest);
+    channel.Write();
   }
 
   // One update run; its messages as "fase|texto", the "Atualizando" ones left out. Checks that
@@ -317,7 +300,7 @@ TEST_F(HostileServer, AnExceptionEndsTheRunWithOneError) {
 
 TEST_F(HostileServer, AnEndlessOrHugeManifestIsAnInvalidManifest) {
   // The files come from nginx whichever way the manifest was fetched.
-  Publish({{"a.pak", Bytes(1000, 41)}}, ",\"base\":\"" + nginx_.base_url + served_.UrlPath("") + "\"");
+  Publish({{"a.pak", Bytes(1000, 41)}}, [this](Manifest& m) { m.base = nginx_.base_url + served_.UrlPath(""); });
   for (const std::string prefix : {"/endless", "/pad/300000000"}) {
     SCOPED_TRACE(prefix);
     (void)TakeLog();
@@ -404,13 +387,12 @@ TEST_F(HostileServer, EntriesAimedAtTheLaunchersOwnFilesAreIgnored) {
   const std::string junk = "{\"trocas\":[";  // would be a corrupt journal
   WriteTestFile(folders_.root() / "fonte.bin", junk);
   const std::string digest = Sha256OfFile(folders_.root() / "fonte.bin", {}, nullptr);
-  std::string entries;
-  for (const std::string caminho : {".atualizando/diario.json", ".orvlauncher/hashes.json", ".ATUALIZANDO\\\\x",
-                                    "./.orvlauncher/y", ".orvlauncher./z", "a.pak\\u0000junk", "a.pak", "b/../a.pak"}) {
-    entries += "{\"caminho\":\"" + caminho + "\",\"sha256\":\"" + digest + "\",\"tamanho\":" +
-               std::to_string(junk.size()) + "},";
-  }
-  Publish(v2, "", entries.substr(0, entries.size() - 1));
+  const std::vector<std::string> names = {".atualizando/diario.json", ".orvlauncher/hashes.json", ".ATUALIZANDO\\x",
+                                          "./.orvlauncher/y", ".orvlauncher./z", std::string("a.pak\0junk", 10),
+                                          "a.pak", "b/../a.pak"};
+  Publish(v2, [&](Manifest& m) {
+    for (const std::string& caminho : names) m.arquivos.push_back(UnservedEntry(caminho, digest, junk.size()));
+  });
   (void)TakeLog();
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
   EXPECT_EQ(GameFiles(), AsMap(v2));
@@ -490,7 +472,11 @@ TEST_F(HostileServer, ASwapScriptThatCannotBeWrittenSkipsTheSelfUpdate) {
   served_.Put("OrvLauncher.exe", launcher);
   WriteTestFile(folders_.root() / "fonte.bin", launcher);
   const std::string digest = Sha256OfFile(folders_.root() / "fonte.bin", {}, nullptr);
-  Publish({{"a.pak", Bytes(1000, 96)}}, ",\"launcher\":{\"versao\":\"9.0\",\"sha256\":\"" + digest + "\"}");
+  Publish({{"a.pak", Bytes(1000, 96)}}, [&digest](Manifest& m) {
+    m.launcher.present = true;
+    m.launcher.versao = "9.0";
+    m.launcher.sha256 = digest;
+  });
   state_.module_folder = folders_.root() / "programa";
   // The data folder is a file: troca.cmd cannot be written there.
   WriteTestFile(folders_.root() / "programa" / "dados", "");

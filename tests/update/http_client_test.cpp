@@ -324,11 +324,6 @@ TEST_F(HttpClient, RedirectsAndUnsafeCharactersBehaveAlike) {
   EXPECT_EQ(body, content);
 }
 
-TEST(RetryDelay, GrowsThenStaysAtThirtySeconds) {
-  const std::vector<std::uint32_t> expected = {2000, 4000, 8000, 15000, 30000, 30000, 30000};
-  for (int attempt = 0; attempt < 7; ++attempt) EXPECT_EQ(RetryDelayMs(attempt), expected[attempt]) << attempt;
-  EXPECT_EQ(RetryDelayMs(1000), 30000u);
-  EXPECT_EQ(HttpUserAgent(), "OrvLauncher/1.2.5");
-}
+TEST(HttpUserAgent, NamesTheLauncherAndItsVersion) { EXPECT_EQ(HttpUserAgent(), "OrvLauncher/1.2.5"); }
 
 }  // namespace

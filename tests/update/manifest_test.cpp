@@ -3,11 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "core/file_util.h"
 #include "core/paths.h"
 #include "support/scoped_folders.h"
+#include "support/test_channel.h"
 #include "update/self_update.h"
 #include "update/verification.h"
 
@@ -74,6 +76,54 @@ TEST(Manifest, DefaultsVersionsAndBase) {
   EXPECT_EQ(m.base, "https://b/x/");
 }
 
+// The publisher's text, spelled out: one entry per line, optional keys only when set, quoting through
+// JsonQuote; and the reader gives back every value it was written from.
+TEST(Manifest, WrittenTextIsFixedAndReadsBackToTheSameValues) {
+  Manifest written;
+  written.versao = "2.0";
+  written.servidor = "sul \"7\"";
+  const ManifestEntry plain = UnservedEntry("dados\\a b.pak", kHash, 10);
+  ManifestEntry packed = UnservedEntry("ç.bin", kHash, 9);
+  packed.zTamanho = 4;
+  ManifestEntry blocks = UnservedEntry("c.pak", kHash, 9);
+  blocks.bloco = 8;
+  blocks.blocos = std::string(64, 'b');
+  blocks.bTamanho = 30;
+  written.arquivos = {plain, packed, blocks};
+  const std::string sha = "\"sha256\":\"" + kHash + "\"";
+  EXPECT_EQ(ManifestText(written),
+            "{\n  \"versao\": \"2.0\",\n  \"servidor\": \"sul \\\"7\\\"\",\n  \"arquivos\": [\n"
+            "    {\"caminho\":\"dados\\\\a b.pak\"," + sha + ",\"tamanho\":10},\n"
+            "    {\"caminho\":\"ç.bin\"," + sha + ",\"tamanho\":9,\"zTamanho\":4},\n"
+            "    {\"caminho\":\"c.pak\"," + sha + ",\"tamanho\":9,\"bloco\":8,\"bTamanho\":30,\"blocos\":\"" +
+                std::string(64, 'b') + "\"}\n  ]\n}\n");
+
+  written.base = "https://cdn/x/";
+  written.launcher = LauncherEntry{.present = true, .versao = "1.3", .sha256 = kHash, .arquivo = "bin/L.exe"};
+  Manifest read;
+  ASSERT_TRUE(ParseManifest(ManifestText(written), "https://h/m.json", read));
+  EXPECT_EQ(read.versao, "2.0");
+  EXPECT_EQ(read.servidor, "sul \"7\"");
+  EXPECT_EQ(read.base, "https://cdn/x/");
+  EXPECT_TRUE(read.launcher.present);
+  EXPECT_EQ(read.launcher.versao + read.launcher.sha256 + read.launcher.arquivo, "1.3" + kHash + "bin/L.exe");
+  ASSERT_EQ(read.arquivos.size(), 3u);
+  for (std::size_t i = 0; i < 3; ++i) {
+    const ManifestEntry& a = written.arquivos[i];
+    const ManifestEntry& b = read.arquivos[i];
+    EXPECT_EQ(std::tie(a.caminho, a.sha256, a.tamanho, a.zTamanho, a.bloco, a.blocos, a.bTamanho),
+              std::tie(b.caminho, b.sha256, b.tamanho, b.zTamanho, b.bloco, b.blocos, b.bTamanho))
+        << i;
+  }
+
+  // Nothing to list: the array closes on its line; no base, no launcher.
+  Manifest empty;
+  empty.versao = "1";
+  empty.servidor = "2";
+  EXPECT_EQ(ManifestText(empty),
+            "{\n  \"versao\": \"1\",\n  \"servidor\": \"2\",\n  \"arquivos\": []\n}\n");
+}
+
 TEST(Manifest, UnsafeOrMalformedEntriesAreSkippedAndLogged) {
   ScopedFolders folders;
   const std::string text = "{\"arquivos\":[" + Entry("ok/arquivo.pak") + "," + Entry("../fora.txt") + "," +
@@ -131,6 +181,8 @@ TEST(Manifest, LauncherEntryAndVersionRule) {
   EXPECT_FALSE(due("{\"versao\":\"9\",\"sha256\":\"" + std::string(40, 'a') + "\"}"));
   EXPECT_FALSE(due("{" + sha + "}"));  // versao defaults to "0"
   EXPECT_FALSE(due("[1]"));
+  EXPECT_TRUE(due("{\"versao\":\"2\"," + sha + "}"));
+  EXPECT_EQ(m.launcher.arquivo, "OrvLauncher.exe");  // no "arquivo": the default name
   EXPECT_TRUE(due("{\"versao\":\"2\"," + sha + ",\"arquivo\":5}"));
   EXPECT_EQ(m.launcher.arquivo, "OrvLauncher.exe");
   EXPECT_TRUE(due("{\"versao\":\"2\"," + sha + ",\"arquivo\":\"novo/Launcher.exe\"}"));

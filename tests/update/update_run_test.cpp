@@ -18,6 +18,7 @@
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
 #include "support/scoped_folders.h"
+#include "support/test_channel.h"
 #include "test_servers.h"
 #include "tests/formats/file_builders.h"
 #include "update/http_client.h"
@@ -80,15 +81,18 @@ std::string Slashed(std::string path) {
   return path;
 }
 
-enum class Variant { kPlain, kOrvz, kOrvb };
+using Variant = TestChannel::Variant;
 struct GameFile {
   std::string caminho;
   std::string bytes;
   Variant variant = Variant::kPlain;
 };
-struct Published {
-  std::uint64_t tamanho = 0, zTamanho = 0, bTamanho = 0;
-};
+
+// A launcher entry as the publisher writes it.
+LauncherEntry Launcher(const std::string& versao, const std::string& sha256,
+                       const std::string& arquivo = "OrvLauncher.exe") {
+  return LauncherEntry{.present = true, .versao = versao, .sha256 = sha256, .arquivo = arquivo};
+}
 
 class UpdateRun : public ::testing::Test {
  protected:
@@ -100,36 +104,18 @@ class UpdateRun : public ::testing::Test {
   }
 
   // Publishes one version as the publisher does: every file under its path, the chosen variant
-  // beside it, and manifest.json (`extra` is added to its top-level object).
-  void Publish(const std::vector<GameFile>& files, const std::string& versao, const std::string& extra = "") {
+  // beside it, and manifest.json.
+  void Publish(const std::vector<GameFile>& files, const std::string& versao, const LauncherEntry& launcher = {}) {
     versao_ = versao;
-    std::string list;
+    TestChannel channel(served_.path());
+    channel.manifest.versao = versao;
+    channel.manifest.servidor = "9.9";
+    channel.manifest.launcher = launcher;
     for (const GameFile& file : files) {
-      const std::filesystem::path source = folders_.root() / ("fonte/" + file.caminho);
-      WriteTestFile(source, file.bytes);
-      served_.Put(file.caminho, file.bytes);
-      Published& p = published_[file.caminho];
-      p = Published{file.bytes.size()};
-      std::string entry = "{\"caminho\":" + JsonQuote(file.caminho) + ",\"sha256\":\"" +
-                          Sha256OfFile(source, {}, nullptr) + "\",\"tamanho\":" + std::to_string(p.tamanho);
-      const PackParameters parameters{.chunk_size = kBlock};
-      std::string error;
-      if (file.variant == Variant::kOrvz) {
-        const auto packed = JoinRelative(served_.path(), file.caminho + ".orvz");
-        EXPECT_TRUE(WriteOrvzFile(source, packed, parameters, nullptr, error)) << error;
-        p.zTamanho = static_cast<std::uint64_t>(FileSizeOf(packed));
-        entry += ",\"zTamanho\":" + std::to_string(p.zTamanho);
-      } else if (file.variant == Variant::kOrvb) {
-        const auto packed = JoinRelative(served_.path(), file.caminho + ".orvb");
-        EXPECT_TRUE(WriteOrvbFile(source, packed, parameters, nullptr, error)) << error;
-        p.bTamanho = static_cast<std::uint64_t>(FileSizeOf(packed));
-        entry += ",\"bloco\":" + std::to_string(kBlock) + ",\"blocos\":\"" + Sha256OfBlocks(source, kBlock, nullptr) +
-                 "\",\"bTamanho\":" + std::to_string(p.bTamanho);
-      }
-      list += (list.empty() ? "" : ",") + entry + "}";
+      channel.Add(file.caminho, file.bytes, file.variant, kBlock);
+      published_[file.caminho] = channel.manifest.arquivos.back();
     }
-    served_.Put("manifest.json",
-                "{\"versao\":\"" + versao + "\",\"servidor\":\"9.9\"" + extra + ",\"arquivos\":[" + list + "]}");
+    channel.Write();
   }
 
   // One update run against `server`; returns its messages as "fase|texto|atual/total|bytes/bytesTotal",
@@ -221,7 +207,7 @@ class UpdateRun : public ::testing::Test {
   EngineState state_;
   std::filesystem::path game_ = folders_.root() / "Jogo";
   std::string versao_;
-  std::map<std::string, Published> published_;
+  std::map<std::string, ManifestEntry> published_;
   std::vector<std::string> raw_;
   std::vector<std::uint64_t> progress_;
 };
@@ -515,14 +501,14 @@ TEST_F(UpdateRun, ReplacesTheLauncherThroughTheSwapScript) {
 
   // Our own version, however spelled, is not newer: no download at all.
   for (const std::string versao : {"1.2.5", "1.2.5.0"}) {
-    Publish(v1, "1.0", ",\"launcher\":{\"versao\":\"" + versao + "\",\"sha256\":\"" + digest + "\"}");
+    Publish(v1, "1.0", Launcher(versao, digest));
     EXPECT_EQ(Run(nginx_).back(), "pronto|Jogo atualizado.|1/1|40000/40000") << versao;
   }
   EXPECT_EQ(Requests(nginx_, "OrvLauncher.exe"), 0u);
 
-  // A newer one (no "arquivo": the default name) comes after the game files are installed; the run
+  // A newer one (under the default name) comes after the game files are installed; the run
   // ends with the restart and leaves the script's path for the host.
-  Publish(v2, "2.0", ",\"launcher\":{\"versao\":\"1.2.6\",\"sha256\":\"" + digest + "\"}");
+  Publish(v2, "2.0", Launcher("1.2.6", digest));
   EXPECT_EQ(Run(nginx_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
                              "instalando|Instalando…|1/1|45000/45000",
@@ -539,14 +525,13 @@ TEST_F(UpdateRun, ReplacesTheLauncherThroughTheSwapScript) {
   state_.swap_script_path.clear();
   DeleteFileAt(script);
   const std::string bad = std::string(63, '0') + "1";
-  Publish(v2, "2.0", ",\"launcher\":{\"versao\":\"1.3\",\"sha256\":\"" + bad + "\"}");
+  Publish(v2, "2.0", Launcher("1.3", bad));
   EXPECT_EQ(Run(nginx_).back(), "pronto|Jogo atualizado.|1/1|45000/45000");
   EXPECT_TRUE(Logged(TakeLog(), "launcher novo falhou: hash errado"));
   EXPECT_FALSE(PathExists(novo));
 
   WriteTestFile(novo, "restos de uma tentativa antiga");
-  Publish(v2, "2.0",
-          ",\"launcher\":{\"versao\":\"1.3\",\"sha256\":\"" + digest + "\",\"arquivo\":\"bin/OrvLauncher-1.3.exe\"}");
+  Publish(v2, "2.0", Launcher("1.3", digest, "bin/OrvLauncher-1.3.exe"));
   Arm(1, "status/500", "bin/OrvLauncher-1.3.exe");
   EXPECT_EQ(Run(fault_).back(), "pronto|Jogo atualizado.|1/1|45000/45000");
   EXPECT_TRUE(Logged(TakeLog(), "launcher novo falhou: HTTP 500"));

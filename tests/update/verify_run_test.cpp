@@ -16,6 +16,7 @@
 #include "support/fake_clock.h"
 #include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
+#include "support/test_channel.h"
 #include "test_servers.h"
 #include "tools/common/console.h"
 #include "tools/orvsync/orvsync.h"
@@ -47,6 +48,30 @@ std::string LogText() {
   return text;
 }
 
+// Manifest entries changed the ways a test needs: variant sizes that were never published, a
+// digest that is not the file's.
+ManifestEntry Compressed(ManifestEntry entry, std::uint64_t z_tamanho) {
+  entry.zTamanho = z_tamanho;
+  return entry;
+}
+ManifestEntry Blocked(ManifestEntry entry, std::uint64_t bloco, std::uint64_t b_tamanho, const std::string& blocos) {
+  entry.bloco = bloco;
+  entry.bTamanho = b_tamanho;
+  entry.blocos = blocos;
+  return entry;
+}
+ManifestEntry WithDigest(ManifestEntry entry, const std::string& sha256) {
+  entry.sha256 = sha256;
+  return entry;
+}
+LauncherEntry Launcher(const std::string& versao, const std::string& sha256) {
+  LauncherEntry launcher;
+  launcher.present = true;
+  launcher.versao = versao;
+  launcher.sha256 = sha256;
+  return launcher;
+}
+
 class VerifyRun : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -58,18 +83,17 @@ class VerifyRun : public ::testing::Test {
     fs::create_directories(game_);
   }
 
-  // Publishes `bytes` under `caminho` and returns its manifest entry; `sha` replaces the true digest.
-  std::string Entry(const std::string& caminho, const std::string& bytes, const std::string& extra = "",
-                    std::string sha = "") {
-    served_.Put(caminho, bytes);
-    if (sha.empty()) sha = Sha256OfFile(JoinRelative(served_.path(), caminho), {}, nullptr);
-    return "{\"caminho\":" + JsonQuote(caminho) + ",\"sha256\":\"" + sha +
-           "\",\"tamanho\":" + std::to_string(bytes.size()) + extra + "}";
+  // Publishes `bytes` under `caminho` and returns its manifest entry.
+  ManifestEntry Entry(const std::string& caminho, const std::string& bytes) const {
+    return TestChannel(served_.path()).Serve(caminho, bytes);
   }
-  void PublishManifest(const std::vector<std::string>& entries, const std::string& more = "") {
-    std::string list;
-    for (const std::string& entry : entries) list += (list.empty() ? "" : ",") + entry;
-    served_.Put("manifest.json", R"({"versao":"2.7.1","servidor":"sul \"7\"")" + more + ",\"arquivos\":[" + list + "]}");
+  void PublishManifest(const std::vector<ManifestEntry>& entries, const LauncherEntry& launcher = {}) {
+    TestChannel channel(served_.path());
+    channel.manifest.versao = "2.7.1";
+    channel.manifest.servidor = "sul \"7\"";
+    channel.manifest.arquivos = entries;
+    channel.manifest.launcher = launcher;
+    channel.Write();
   }
   [[nodiscard]] fs::path Installed(const std::string& caminho) const { return JoinRelative(game_, caminho); }
   void Install(const std::string& caminho, const std::string& bytes) { WriteTestFile(Installed(caminho), bytes); }
@@ -147,11 +171,11 @@ TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
   for (std::size_t at = 0; at < blocks.size(); at += 4096) block_digests += Sha256OfBuffer(blocks.data() + at, 4096);
   const std::string ok = NoiseBytes(100, 11), novo = NoiseBytes(3000, 12), mudou = NoiseBytes(5000, 13),
                     pronto = NoiseBytes(209715, 14);
-  const std::vector<std::string> entries = {
+  const std::vector<ManifestEntry> entries = {
       Entry("ok.txt", ok),
-      Entry("novo.bin", novo, ",\"zTamanho\":1048576"),
+      Compressed(Entry("novo.bin", novo), 1048576),
       Entry("mudou.bin", mudou),
-      Entry("blocos.pak", blocks, ",\"bloco\":4096,\"bTamanho\":10000,\"blocos\":\"" + block_digests + "\""),
+      Blocked(Entry("blocos.pak", blocks), 4096, 10000, block_digests),
       Entry("pronto.txt", pronto),
   };
   PublishManifest(entries);
@@ -188,9 +212,9 @@ TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
   // Only a newer launcher; the same version with one more ".0" is not newer.
   Install("pronto.txt", pronto);
   const std::string digest(64, 'd');
-  PublishManifest(entries, ",\"launcher\":{\"versao\":\"1.2.10\",\"sha256\":\"" + digest + "\"}");
+  PublishManifest(entries, Launcher("1.2.10", digest));
   EXPECT_EQ(Verify().back(), Estado("desatualizado", "Nova versão do launcher disponível.", 0, 0, 0, 0));
-  PublishManifest(entries, ",\"launcher\":{\"versao\":\"1.2.5.0\",\"sha256\":\"" + digest + "\"}");
+  PublishManifest(entries, Launcher("1.2.5.0", digest));
   EXPECT_EQ(Verify().back(), Estado("pronto", "Jogo atualizado.", 5, 5, total, total));
 }
 
@@ -223,15 +247,14 @@ TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
   const std::string other(64, 'e');
   PublishManifest({
       Entry("bom.txt", bom),
-      "{\"caminho\":\"../fora.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
-      "{\"caminho\":\"x:y.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
-      "{\"caminho\":\"/abs.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
-      "{\"caminho\":\"\\\\abs.txt\",\"sha256\":\"" + other + "\",\"tamanho\":8}",
-      Entry("maius.txt", maius, "", upper),
-      "{\"caminho\":\"curto.txt\",\"sha256\":\"" + other.substr(1) + "\",\"tamanho\":8}",
+      UnservedEntry("../fora.txt", other, 8),
+      UnservedEntry("x:y.txt", other, 8),
+      UnservedEntry("/abs.txt", other, 8),
+      UnservedEntry("\\abs.txt", other, 8),
+      WithDigest(Entry("maius.txt", maius), upper),
+      UnservedEntry("curto.txt", other.substr(1), 8),
       // One block digest short of 200 / 64 rounded up: no block variant, so the .orvz size counts.
-      Entry("blocos.txt", NoiseBytes(200, 22),
-            ",\"zTamanho\":120,\"bloco\":64,\"bTamanho\":999,\"blocos\":\"" + std::string(96, 'f') + "\""),
+      Compressed(Blocked(Entry("blocos.txt", NoiseBytes(200, 22)), 64, 999, std::string(96, 'f')), 120),
   });
   Install("bom.txt", bom);
   Install("maius.txt", maius);

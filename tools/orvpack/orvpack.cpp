@@ -7,6 +7,7 @@
 
 #include "core/paths.h"
 #include "formats/codec/compression_algorithm.h"
+#include "formats/orvb.h"
 #include "tools/common/console.h"
 #include "tools/orvpack/inspect.h"
 #include "tools/orvpack/publish.h"
@@ -53,7 +54,7 @@ bool ParsePublishOptions(const std::vector<std::string>& args, PublishOptions& o
       options.algorithm = value == "mszip" ? kAlgorithmMszip : kAlgorithmXpressHuff;
     } else if (name == "--nivel" && ParseNumber(value, number) && number >= 1 && number <= 9) {
       options.level = static_cast<int>(number);
-    } else if (name == "--bloco" && ParseNumber(value, number) && number >= 4096 && number <= 0x10000000) {
+    } else if (name == "--bloco" && ParseNumber(value, number) && number >= 4096 && number <= kOrvbMaxBlockSize) {
       options.block_size = static_cast<std::uint32_t>(number);
     } else if (name == "--bloco-minimo" && ParseNumber(value, number)) {
       options.block_min = number;

@@ -9,7 +9,7 @@
 #include "core/paths.h"
 #include "formats/pack_writer.h"
 #include "tools/orvpack/build_files.h"
-#include "tools/orvpack/channel_manifest.h"
+#include "update/manifest.h"
 #include "update/sha256.h"
 
 namespace {
@@ -36,6 +36,18 @@ bool CopyFileAtomically(const std::filesystem::path& from, const std::filesystem
   return MoveFileReplacing(temporary, to, false);
 }
 
+// The entries of the channel's current manifest.json by "caminho" (none when it is missing or not a
+// manifest), read as the launcher reads them: an entry the launcher would skip names nothing to reuse
+// or delete.
+std::map<std::string, ManifestEntry> ReadPreviousManifest(const std::filesystem::path& channel_folder) {
+  std::map<std::string, ManifestEntry> previous;
+  std::string text;
+  Manifest manifest;
+  if (!ReadWholeFile(channel_folder / "manifest.json", text) || !ParseManifest(text, {}, manifest)) return previous;
+  for (ManifestEntry& entry : manifest.arquivos) previous[entry.caminho] = std::move(entry);
+  return previous;
+}
+
 bool SameSize(const std::filesystem::path& path, std::uint64_t size) {
   const std::int64_t actual = FileSizeOf(path);
   return actual >= 0 && static_cast<std::uint64_t>(actual) == size;
@@ -53,13 +65,16 @@ class Publisher {
     previous_ = ReadPreviousManifest(options_.channel);
     for (const BuildFile& file : files) total_ += file.size;
 
-    ChannelManifest manifest{options_.versao, options_.servidor, options_.base, false, {}, {}};
+    Manifest manifest;
+    manifest.versao = options_.versao;
+    manifest.servidor = options_.servidor;
+    manifest.base = options_.base;
     for (const BuildFile& file : files) {
       if (IsSet(cancel_)) {
         error_ = "cancelado";
         return false;
       }
-      PublishedFile published;
+      ManifestEntry published;
       if (!PublishFile(file, published)) return false;
       manifest.arquivos.push_back(std::move(published));
       done_ += file.size;
@@ -112,7 +127,7 @@ class Publisher {
     if (progress_) progress_(done_, total_, caminho);
   }
 
-  bool PublishFile(const BuildFile& file, PublishedFile& published) {
+  bool PublishFile(const BuildFile& file, ManifestEntry& published) {
     published.caminho = file.caminho;
     published.tamanho = file.size;
     published.sha256 = Sha256OfFile(file.path, {}, cancel_);
@@ -122,7 +137,7 @@ class Publisher {
     }
     const std::filesystem::path out = JoinRelative(options_.channel, file.caminho);
     const auto old = previous_.find(file.caminho);
-    const PublishedFile* before =
+    const ManifestEntry* before =
         old != previous_.end() && old->second.sha256 == published.sha256 ? &old->second : nullptr;
     bool reused = before != nullptr && SameSize(out, file.size);
     if (!reused && !CopyFileAtomically(file.path, out)) {
@@ -145,8 +160,8 @@ class Publisher {
     return true;
   }
 
-  bool BlockVariant(const BuildFile& file, const std::filesystem::path& out, const PublishedFile* before,
-                    PublishedFile& published, bool& reused) {
+  bool BlockVariant(const BuildFile& file, const std::filesystem::path& out, const ManifestEntry* before,
+                    ManifestEntry& published, bool& reused) {
     const std::uint32_t block = options_.block_size != 0 ? options_.block_size : DefaultBlockSize(file.size);
     const std::filesystem::path orvb = WithSuffix(out, ".orvb");
     if (reused && before->bloco == block && before->bTamanho > 0 && SameSize(orvb, before->bTamanho)) {
@@ -164,8 +179,8 @@ class Publisher {
     return true;
   }
 
-  bool CompressedVariant(const BuildFile& file, const std::filesystem::path& out, const PublishedFile* before,
-                         PublishedFile& published, bool& reused) {
+  bool CompressedVariant(const BuildFile& file, const std::filesystem::path& out, const ManifestEntry* before,
+                         ManifestEntry& published, bool& reused) {
     const std::filesystem::path orvz = WithSuffix(out, ".orvz");
     if (file.size < kCompressMin) {
       DeleteFileAt(orvz);
@@ -205,14 +220,13 @@ class Publisher {
     return true;
   }
 
-  bool PublishLauncher(ChannelManifest& manifest) {
+  bool PublishLauncher(Manifest& manifest) {
     if (options_.launcher_versao.empty()) {
       error_ = "--launcher-versao e obrigatorio com --launcher";
       return false;
     }
-    manifest.has_launcher = true;
+    manifest.launcher.present = true;
     manifest.launcher.versao = options_.launcher_versao;
-    manifest.launcher.arquivo = "OrvLauncher.exe";
     manifest.launcher.sha256 = Sha256OfFile(options_.launcher, {}, cancel_);
     if (manifest.launcher.sha256.empty() ||
         !CopyFileAtomically(options_.launcher, options_.channel / manifest.launcher.arquivo)) {
@@ -241,7 +255,7 @@ class Publisher {
   const CancelFlag* cancel_;
   PublishSummary& summary_;
   std::string& error_;
-  std::map<std::string, PublishedFile> previous_;
+  std::map<std::string, ManifestEntry> previous_;
   std::uint64_t total_ = 0;
   std::uint64_t done_ = 0;
 };
