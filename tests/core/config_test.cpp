@@ -163,29 +163,6 @@ TEST(Log, LineFormatCutAndConcurrency) {
   EXPECT_EQ(lines[1].substr(22), std::string(2047, 'x'));
 }
 
-TEST(FileHelpers, WholeFilesSizesTimesAndFolders) {
-  ScopedFolders folders;
-  const std::filesystem::path file = folders.root() / "a" / "b" / "c.bin";
-  const std::string bytes("\0\x01\xFFtexto", 8);
-  ASSERT_TRUE(WriteWholeFile(file, bytes));  // parent folders are created
-  std::string back;
-  ASSERT_TRUE(ReadWholeFile(file, back));
-  EXPECT_EQ(back, bytes);
-  EXPECT_EQ(FileSizeOf(file), 8);
-  EXPECT_NE(FileWriteTime(file), 0u);
-
-  ASSERT_TRUE(WriteWholeFile(file, ""));
-  ASSERT_TRUE(ReadWholeFile(file, back));
-  EXPECT_TRUE(back.empty());
-  EXPECT_EQ(FileSizeOf(file), 0);
-
-  EXPECT_EQ(FileSizeOf(folders.root() / "a"), -1);  // a folder has no size
-  EXPECT_EQ(FileSizeOf(folders.root() / "nada"), -1);
-  EXPECT_EQ(FileWriteTime(folders.root() / "nada"), 0u);
-  EXPECT_FALSE(ReadWholeFile(folders.root() / "nada", back));
-  EXPECT_TRUE(EnsureParentFolder(PathFromUtf8("semseparador")));
-}
-
 TEST(Text, Utf8WideRoundTrip) {
   const std::string text = "Atualização — 😀";
   EXPECT_EQ(WideToUtf8(Utf8ToWide(text)), text);
