@@ -94,6 +94,14 @@ TEST(File, ReadAtTheEndSeekAndAppend) {
   ASSERT_TRUE(empty_source.Open(dir / "vazio.bin", File::Access::kRead));
   EXPECT_EQ(empty_source.Read(buffer, sizeof buffer), 0);
 
+  // Readers share with readers only: on Windows no writer gets in until they close.
+  File blocked(path, File::Access::kWriteExisting);
+  EXPECT_EQ(blocked.IsOpen(), !HeldFile::SharingIsEnforced());
+  blocked.Close();
+  file.Close();
+  random.Close();
+  empty_source.Close();
+
   File append(path, File::Access::kWriteExisting);
   ASSERT_TRUE(append.SeekToEnd());
   ASSERT_TRUE(append.Write("AB", 2));
