@@ -25,7 +25,7 @@ check_format() {
   format="$(pick clang-format-14 clang-format)"
   echo "== clang-format ($format)"
   # Tracked files only: build folders and node_modules never count.
-  if ! git ls-files -z -- '*.cpp' '*.h' | xargs -0 -r -n 50 "$format" --style=file --dry-run --Werror; then
+  if ! git ls-files -z -- '*.cpp' '*.h' | xargs -0 -r -n 50 "$format" --style=file --dry-run --Werror --ferror-limit=5; then
     echo "check-style: clang-format found differences (run: $format -i FILE)" >&2
     return 1
   fi
