@@ -82,7 +82,7 @@ class BlockDelta {
   }
 
   // Installed block digest -> the first installed block that has it.
-  std::map<std::string_view, std::uint32_t> ReuseMap() const {
+  [[nodiscard]] std::map<std::string_view, std::uint32_t> ReuseMap() const {
     std::map<std::string_view, std::uint32_t> reuse;
     for (std::uint32_t j = 0; (j + 1) * 32ull <= installed_digests_.size(); ++j) {
       reuse.emplace(Digest(installed_digests_, j), j);
@@ -90,7 +90,7 @@ class BlockDelta {
     return reuse;
   }
 
-  std::uint64_t RawLength(std::uint32_t index) const {
+  [[nodiscard]] std::uint64_t RawLength(std::uint32_t index) const {
     const std::uint64_t start = static_cast<std::uint64_t>(index) * entry_.bloco;
     return std::min<std::uint64_t>(entry_.bloco, entry_.tamanho - start);
   }
@@ -178,7 +178,7 @@ class BlockDelta {
   }
 
   // Adjacent blocks share one request, up to 32 of them and a bounded buffer.
-  std::vector<std::vector<std::uint32_t>> Runs(const std::vector<std::uint32_t>& missing) const {
+  [[nodiscard]] std::vector<std::vector<std::uint32_t>> Runs(const std::vector<std::uint32_t>& missing) const {
     std::vector<std::vector<std::uint32_t>> runs;
     std::uint64_t run_bytes = 0;
     for (const std::vector<std::uint32_t>& run : AdjacentRuns(missing, kMaxRunBlocks)) {

@@ -10,7 +10,7 @@ packages=(
   g++-mingw-w64-x86-64-posix gcc-mingw-w64-x86-64-posix libz-mingw-w64-dev
   wine wine64 xvfb
   nginx-light zsync openssl curl
-  clang libclang-rt-14-dev
+  clang libclang-rt-14-dev clang-format clang-tidy
   chromium
   libgtk-3-dev libwebkit2gtk-4.1-dev gstreamer1.0-plugins-good gstreamer1.0-libav
   xauth xdotool x11-utils imagemagick

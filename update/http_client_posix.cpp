@@ -153,7 +153,7 @@ class Exchange {
 
   // WinHTTP's default redirect policy: the usual redirect codes with a Location, except from
   // https to http, which ends the exchange with the 3xx status instead.
-  bool WillFollow() const {
+  [[nodiscard]] bool WillFollow() const {
     const bool redirect = status_ == 301 || status_ == 302 || status_ == 303 || status_ == 307 || status_ == 308;
     if (!redirect || location_.empty()) return false;
     char* current = nullptr;

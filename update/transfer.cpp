@@ -104,7 +104,7 @@ class EntryTransfer {
     return Fail(CorruptText());
   }
 
-  std::string CorruptText() const { return "Arquivo corrompido no download (" + entry_.caminho + "). Tente de novo."; }
+  [[nodiscard]] std::string CorruptText() const { return "Arquivo corrompido no download (" + entry_.caminho + "). Tente de novo."; }
 
   // Sends the final message: the pause text whenever the flag is set, `text` otherwise.
   bool Fail(const std::string& text) {

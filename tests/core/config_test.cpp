@@ -43,7 +43,7 @@ TEST(LauncherConfig, DefaultTextIsTheDocumentedShape) {
   EXPECT_NE(text.find("\n  \"canais\": [\n    {\n      \"id\": \"oficial\",\n"), std::string::npos);
 }
 
-TEST(LauncherConfig, MissingOrBrokenFileFallsBackToTheDefault) {
+TEST(LauncherConfig, MissingFileGivesTheDefaultWithoutWritingIt) {
   ScopedFolders folders;
   const LauncherConfig missing = LoadLauncherConfig();
   ASSERT_EQ(missing.canais.size(), 1u);
@@ -53,12 +53,15 @@ TEST(LauncherConfig, MissingOrBrokenFileFallsBackToTheDefault) {
   EXPECT_EQ(missing.canais[0].pasta, GetDefaultGameFolder());
   EXPECT_EQ(missing.discord.rfind("https://", 0), 0u);
   EXPECT_FALSE(PathExists(GetModuleFolder() / "launcher.json"));  // never written back
+}
 
+TEST(LauncherConfig, BrokenFileGivesTheDefault) {
+  ScopedFolders folders;
   WriteTestFile(GetModuleFolder() / "launcher.json", "{\"canais\": [");
   EXPECT_EQ(LoadLauncherConfig().canais.at(0).manifesto, kOfficialManifestUrl);
 }
 
-TEST(LauncherConfig, ChannelsLinksAndFolders) {
+TEST(LauncherConfig, ChannelsGetTheirFoldersFromTheGameFolder) {
   ScopedFolders folders;
   const std::filesystem::path game = Absolute(folders, "G");
   const LauncherConfig two = LauncherConfigFromText(
@@ -75,7 +78,11 @@ TEST(LauncherConfig, ChannelsLinksAndFolders) {
   EXPECT_EQ(two.canais[2].pasta, WithSuffix(game, " ()"));
   EXPECT_EQ(two.discord, "https://d");
   EXPECT_EQ(two.site, "");
+}
 
+TEST(LauncherConfig, EmptyChannelListGivesTheOfficialChannel) {
+  ScopedFolders folders;
+  const std::filesystem::path game = Absolute(folders, "G");
   const LauncherConfig empty = LauncherConfigFromText(R"({"canais":[],"site":"https://s"})", game);
   ASSERT_EQ(empty.canais.size(), 1u);
   EXPECT_EQ(empty.canais[0].nome, "Oficial");
@@ -91,17 +98,18 @@ TEST(GameFolder, ChannelFolderNamesEveryChannelAfterTheFirst) {
   EXPECT_EQ(PathToUtf8(ChannelFolder(game, 2, "Ação")), "/jogos/Valdren (Ação)");
 }
 
-TEST(GameFolder, PastajogoIsTrimmedAndMustBeAbsolute) {
+TEST(GameFolder, PastajogoIsTrimmed) {
   ScopedFolders folders;
   const std::filesystem::path chosen = Absolute(folders, "Jogos Valdren");
-  const std::string chosen_utf8 = PathToUtf8(chosen);
-  const std::filesystem::path file = GetDataFolder() / "pastajogo.txt";
-
   EXPECT_EQ(LoadGameFolder(), GetDefaultGameFolder());  // no file
-
-  WriteTestFile(file, "  " + chosen_utf8 + " \r\n");
+  WriteTestFile(GetDataFolder() / "pastajogo.txt", "  " + PathToUtf8(chosen) + " \r\n");
   EXPECT_EQ(LoadGameFolder(), chosen);
+}
 
+TEST(GameFolder, PastajogoThatIsNotAbsoluteGivesTheDefault) {
+  ScopedFolders folders;
+  const std::string chosen_utf8 = PathToUtf8(Absolute(folders, "Jogos Valdren"));
+  const std::filesystem::path file = GetDataFolder() / "pastajogo.txt";
   for (const char* fallback : {"", "   \r\n", "Jogos\\Valdren", "Jogos/Valdren", "D:", "/"}) {
     WriteTestFile(file, fallback);
     EXPECT_EQ(LoadGameFolder(), GetDefaultGameFolder()) << fallback;
@@ -161,29 +169,6 @@ TEST(Log, LineFormatCutAndConcurrency) {
   }
   EXPECT_EQ(lines[0].substr(22), "primeira linha 7");
   EXPECT_EQ(lines[1].substr(22), std::string(2047, 'x'));
-}
-
-TEST(FileHelpers, WholeFilesSizesTimesAndFolders) {
-  ScopedFolders folders;
-  const std::filesystem::path file = folders.root() / "a" / "b" / "c.bin";
-  const std::string bytes("\0\x01\xFFtexto", 8);
-  ASSERT_TRUE(WriteWholeFile(file, bytes));  // parent folders are created
-  std::string back;
-  ASSERT_TRUE(ReadWholeFile(file, back));
-  EXPECT_EQ(back, bytes);
-  EXPECT_EQ(FileSizeOf(file), 8);
-  EXPECT_NE(FileWriteTime(file), 0u);
-
-  ASSERT_TRUE(WriteWholeFile(file, ""));
-  ASSERT_TRUE(ReadWholeFile(file, back));
-  EXPECT_TRUE(back.empty());
-  EXPECT_EQ(FileSizeOf(file), 0);
-
-  EXPECT_EQ(FileSizeOf(folders.root() / "a"), -1);  // a folder has no size
-  EXPECT_EQ(FileSizeOf(folders.root() / "nada"), -1);
-  EXPECT_EQ(FileWriteTime(folders.root() / "nada"), 0u);
-  EXPECT_FALSE(ReadWholeFile(folders.root() / "nada", back));
-  EXPECT_TRUE(EnsureParentFolder(PathFromUtf8("semseparador")));
 }
 
 TEST(Text, Utf8WideRoundTrip) {

@@ -68,7 +68,7 @@ struct LaunchRig {
         bridge(config, state, false, [this](const std::string& m) { posted.push_back(m); }, window, runs, game) {
     state.clock = &clock;
   }
-  std::filesystem::path GameFolder() const { return config.canais.at(0).pasta; }
+  [[nodiscard]] std::filesystem::path GameFolder() const { return config.canais.at(0).pasta; }
   // Runs the launch workers started so far, as their threads would.
   void RunWorkers() {
     auto pending = std::move(workers);

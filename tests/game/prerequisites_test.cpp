@@ -67,8 +67,8 @@ class InstallTest : public ::testing::Test {
     ASSERT_TRUE(EnsureParentFolder(path));
     ASSERT_TRUE(WriteWholeFile(path, "instalador"));
   }
-  std::filesystem::path Script() const { return GetDataFolder() / "prereqs.cmd"; }
-  std::string LogText() const {
+  [[nodiscard]] std::filesystem::path Script() const { return GetDataFolder() / "prereqs.cmd"; }
+  [[nodiscard]] std::string LogText() const {
     std::string text;
     return ReadWholeFile(GetDataFolder() / "launcher.log", text) ? text : std::string();
   }

@@ -57,15 +57,15 @@ class Orvpack : public ::testing::Test {
 
   int Main(std::vector<std::string> args) { return OrvpackMain(args); }
 
-  std::filesystem::path Out(std::string_view name) const { return JoinRelative(channel_, name); }
+  [[nodiscard]] std::filesystem::path Out(std::string_view name) const { return JoinRelative(channel_, name); }
 
   // The channel as the launcher reads it.
-  Manifest ReadManifest() const {
+  [[nodiscard]] Manifest ReadManifest() const {
     Manifest manifest;
     EXPECT_TRUE(ParseManifest(ReadTestFile(channel_ / "manifest.json"), ManifestUrl(), manifest));
     return manifest;
   }
-  std::string ManifestUrl() const { return nginx_.base_url + served_.UrlPath("canal/manifest.json"); }
+  [[nodiscard]] std::string ManifestUrl() const { return nginx_.base_url + served_.UrlPath("canal/manifest.json"); }
 
   const TestServer nginx_ = NginxServer();
   ScopedFolders folders_;

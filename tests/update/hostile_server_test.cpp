@@ -18,6 +18,7 @@
 #include "core/paths.h"
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
+#include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "support/test_channel.h"
 #include "test_servers.h"
@@ -55,16 +56,6 @@ class TestClock final : public Clock {
   std::function<void()> on_sleep;
 };
 
-std::string Bytes(std::size_t size, std::uint32_t seed) {
-  std::string bytes(size, '\0');
-  std::uint32_t x = seed * 2654435761u + 1;
-  for (char& b : bytes) {
-    x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-    b = static_cast<char>('a' + (x >> 28));
-  }
-  return bytes;
-}
-
 // What a client sends for a published name: every byte but A-Z a-z 0-9 - . _ ~ and "/" escaped.
 std::string Escaped(std::string_view path) {
   static constexpr char kHex[] = "0123456789ABCDEF";
@@ -94,7 +85,7 @@ class HostileServer : public ::testing::Test {
     state_.clock = &clock_;
     // A message whose sink throws never reached the page: it is not recorded.
     state_.progress_sink = [this](const std::string& text) {
-      if (on_message) on_message(text);
+      if (on_message_) on_message_(text);
       raw_.push_back(text);
       times_ms_.push_back(clock_.now_ns / 1'000'000ULL);
     };
@@ -160,7 +151,7 @@ class HostileServer : public ::testing::Test {
     return text;
   }
   // Installed files by relative path, the launcher's own folders left out.
-  std::map<std::string, std::string> GameFiles() const {
+  [[nodiscard]] std::map<std::string, std::string> GameFiles() const {
     std::map<std::string, std::string> files;
     for (const auto& item : std::filesystem::recursive_directory_iterator(game_)) {
       std::string relative = PathToUtf8(std::filesystem::relative(item.path(), game_));
@@ -181,7 +172,7 @@ class HostileServer : public ::testing::Test {
     for (const GameFile& f : files) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
   }
   // Every file of the test's tree outside the game folder and the log's folder, with its size.
-  std::set<std::string> FilesOutsideGame() const {
+  [[nodiscard]] std::set<std::string> FilesOutsideGame() const {
     std::set<std::string> files;
     for (const auto& item : std::filesystem::recursive_directory_iterator(folders_.root().path())) {
       const std::string relative = PathToUtf8(std::filesystem::relative(item.path(), folders_.root().path()));
@@ -190,7 +181,7 @@ class HostileServer : public ::testing::Test {
     }
     return files;
   }
-  std::filesystem::path Staged(const std::string& caminho) const {
+  [[nodiscard]] std::filesystem::path Staged(const std::string& caminho) const {
     return JoinRelative(StagingFolder(game_), caminho);
   }
 
@@ -203,7 +194,7 @@ class HostileServer : public ::testing::Test {
   std::filesystem::path game_ = folders_.root() / "Jogo";
   std::vector<std::string> raw_;
   std::vector<std::uint64_t> times_ms_;
-  std::function<void(const std::string&)> on_message;
+  std::function<void(const std::string&)> on_message_;
   std::set<std::string> outside_before_;
 };
 
@@ -211,12 +202,12 @@ class HostileServer : public ::testing::Test {
 TEST_F(HostileServer, APauseIsNotAFailedAttempt) {
   // One file of each kind; the block file differs from the installed one in three separate blocks,
   // so its missing blocks come in three range requests.
-  const std::string old_big = Bytes(40 * kBlock, 3);
+  const std::string old_big = CompressibleBytes(40 * kBlock, 3);
   std::string new_big = old_big;
   for (const std::size_t block : {5, 15, 25}) new_big.replace(block * kBlock, 100, 100, 'Z');
-  const std::vector<GameFile> v1 = {{"a.pak", Bytes(700000, 1)}, {"b.pak", Bytes(500000, 2)}, {"c.pak", old_big}};
-  const std::vector<GameFile> v2 = {{"a.pak", Bytes(700000, 11), Variant::kPlain},
-                                    {"b.pak", Bytes(500000, 12), Variant::kOrvz},
+  const std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(700000, 1)}, {"b.pak", CompressibleBytes(500000, 2)}, {"c.pak", old_big}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(700000, 11), Variant::kPlain},
+                                    {"b.pak", CompressibleBytes(500000, 12), Variant::kOrvz},
                                     {"c.pak", new_big, Variant::kOrvb}};
   Install(v1);
   Publish(v2);
@@ -225,7 +216,7 @@ TEST_F(HostileServer, APauseIsNotAFailedAttempt) {
   for (const char* current : {"Atualizando 1/3", "Atualizando 2/3", "Atualizando 3/3"}) {
     SCOPED_TRACE(current);
     std::filesystem::remove_all(StagingFolder(game_));
-    on_message = [&](const std::string& text) {
+    on_message_ = [&](const std::string& text) {
       if (text.find(current) != std::string::npos) state_.cancel_flag = 1;
     };
     (void)TakeLog();
@@ -236,18 +227,18 @@ TEST_F(HostileServer, APauseIsNotAFailedAttempt) {
     EXPECT_EQ(GameFiles(), AsMap(v1));
   }
   // The next run takes up where the last one stopped.
-  on_message = nullptr;
+  on_message_ = nullptr;
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
   EXPECT_EQ(GameFiles(), AsMap(v2));
 }
 
 // A 30 s back-off with the flag set 5 s into it: "parado" comes within one second of test time.
 TEST_F(HostileServer, ABackOffWakesAtThePause) {
-  const std::string old_big = Bytes(40 * kBlock, 3);
+  const std::string old_big = CompressibleBytes(40 * kBlock, 3);
   std::string new_big = old_big;
   new_big.replace(9 * kBlock, 100, 100, 'Y');
   Install({{"b.pak", old_big}});
-  Publish({{"a.pak", Bytes(50000, 21)}, {"b.pak", new_big, Variant::kOrvb}});
+  Publish({{"a.pak", CompressibleBytes(50000, 21)}, {"b.pak", new_big, Variant::kOrvb}});
   clock_.poll = true;
   for (const std::string failing : {"a.pak", "b.pak.orvb"}) {
     SCOPED_TRACE(failing);
@@ -274,14 +265,14 @@ TEST_F(HostileServer, ABackOffWakesAtThePause) {
 }
 
 TEST_F(HostileServer, AnExceptionEndsTheRunWithOneError) {
-  const std::vector<GameFile> v2 = {{"a.pak", Bytes(400000, 31)}, {"b.pak", Bytes(300000, 32), Variant::kOrvz}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(400000, 31)}, {"b.pak", CompressibleBytes(300000, 32), Variant::kOrvz}};
   Publish(v2);
   // Thrown from inside a transfer (the progress sink runs under the HTTP client's callbacks), while
   // the final message is sent, and outside any transfer.
   for (const char* when : {"\"Atualizando ", "\"fase\":\"pronto\"", "Buscando"}) {
     SCOPED_TRACE(when);
     bool thrown = false;
-    on_message = [&](const std::string& text) {
+    on_message_ = [&](const std::string& text) {
       if (!thrown && text.find(when) != std::string::npos) {
         thrown = true;
         throw std::bad_alloc();
@@ -293,14 +284,14 @@ TEST_F(HostileServer, AnExceptionEndsTheRunWithOneError) {
     EXPECT_NE(TakeLog().find("atualizacao interrompida por excecao: std::bad_alloc"), std::string::npos);
     EXPECT_FALSE(PathExists(JournalPath(game_)));
   }
-  on_message = nullptr;
+  on_message_ = nullptr;
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
   EXPECT_EQ(GameFiles(), AsMap(v2));
 }
 
 TEST_F(HostileServer, AnEndlessOrHugeManifestIsAnInvalidManifest) {
   // The files come from nginx whichever way the manifest was fetched.
-  Publish({{"a.pak", Bytes(1000, 41)}}, [this](Manifest& m) { m.base = nginx_.base_url + served_.UrlPath(""); });
+  Publish({{"a.pak", CompressibleBytes(1000, 41)}}, [this](Manifest& m) { m.base = nginx_.base_url + served_.UrlPath(""); });
   for (const std::string prefix : {"/endless", "/pad/300000000"}) {
     SCOPED_TRACE(prefix);
     (void)TakeLog();
@@ -315,10 +306,10 @@ TEST_F(HostileServer, AnEndlessOrHugeManifestIsAnInvalidManifest) {
 }
 
 TEST_F(HostileServer, EndlessFileBodiesStopAtTheManifestSizes) {
-  const std::vector<GameFile> v1 = {{"a.pak", Bytes(90000, 51)}};
-  const std::vector<GameFile> v2 = {{"a.pak", Bytes(90000, 52)},
-                                    {"b.pak", Bytes(200000, 53), Variant::kOrvz},
-                                    {"c.pak", Bytes(10 * kBlock, 54), Variant::kOrvb}};  // nothing to reuse
+  const std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(90000, 51)}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(90000, 52)},
+                                    {"b.pak", CompressibleBytes(200000, 53), Variant::kOrvz},
+                                    {"c.pak", CompressibleBytes(10 * kBlock, 54), Variant::kOrvb}};  // nothing to reuse
   Install(v1);
   Publish(v2);
   for (const std::string endless : {"a.pak", "b.pak.orvz", "c.pak.orvb"}) {
@@ -343,25 +334,25 @@ TEST_F(HostileServer, EndlessFileBodiesStopAtTheManifestSizes) {
 }
 
 TEST_F(HostileServer, AStagedFileThatVanishedIsNeverInstalled) {
-  const std::vector<GameFile> v1 = {{"a.pak", Bytes(30000, 61)}, {"b.pak", Bytes(30000, 62)}};
-  const std::vector<GameFile> v2 = {{"a.pak", Bytes(30000, 63)}, {"b.pak", Bytes(30000, 64)}};
+  const std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(30000, 61)}, {"b.pak", CompressibleBytes(30000, 62)}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(30000, 63)}, {"b.pak", CompressibleBytes(30000, 64)}};
   Install(v1);
   Publish(v2);
-  on_message = [this](const std::string& text) {
+  on_message_ = [this](const std::string& text) {
     if (text.find("Instalando") != std::string::npos) DeleteFileAt(Staged("b.pak"));
   };
   EXPECT_EQ(Last(nginx_), "erro|Não foi possível instalar: b.pak sumiu de .atualizando");
   EXPECT_FALSE(PathExists(JournalPath(game_)));
   EXPECT_FALSE(PathExists(Staged("b.pak")));
   EXPECT_EQ(GameFiles(), AsMap(v1));
-  on_message = nullptr;
+  on_message_ = nullptr;
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
   EXPECT_EQ(GameFiles(), AsMap(v2));
 }
 
 TEST_F(HostileServer, TargetsThatCannotBeReplacedStopTheInstallBeforeTheJournal) {
   const std::vector<GameFile> v2 = {
-      {"a.pak", Bytes(20000, 71)}, {"pasta.pak", Bytes(20000, 72)}, {"dados/x.pak", Bytes(20000, 73)}};
+      {"a.pak", CompressibleBytes(20000, 71)}, {"pasta.pak", CompressibleBytes(20000, 72)}, {"dados/x.pak", CompressibleBytes(20000, 73)}};
   WriteTestFile(game_ / "a.pak", "velho");
   // An installed folder where a file must go, then a file where a parent folder must go.
   WriteTestFile(game_ / "pasta.pak" / "dentro.txt", "do jogador");
@@ -383,7 +374,7 @@ TEST_F(HostileServer, TargetsThatCannotBeReplacedStopTheInstallBeforeTheJournal)
 // Entries aimed at the launcher's own files (the journal, the hash cache), a NUL that would cut a
 // name short, and a second entry for one file: ignored, so no later run can be broken by them.
 TEST_F(HostileServer, EntriesAimedAtTheLaunchersOwnFilesAreIgnored) {
-  const std::vector<GameFile> v2 = {{"a.pak", Bytes(20000, 81)}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(20000, 81)}};
   const std::string junk = "{\"trocas\":[";  // would be a corrupt journal
   WriteTestFile(folders_.root() / "fonte.bin", junk);
   const std::string digest = Sha256OfFile(folders_.root() / "fonte.bin", {}, nullptr);
@@ -410,7 +401,7 @@ TEST_F(HostileServer, DeeplyNestedJsonIsRefusedWithoutACrash) {
   const std::string nested(1 << 20, '[');
   served_.Put("manifest.json", nested);
   EXPECT_EQ(Last(nginx_), "erro|Servidor de atualização indisponível (manifesto inválido).");
-  const std::vector<GameFile> v2 = {{"a.pak", Bytes(20000, 91)}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(20000, 91)}};
   Install(v2);
   Publish(v2);
   WriteTestFile(game_ / ".orvlauncher" / "hashes.json", std::string(1 << 20, '[') + std::string(1 << 20, ']'));
@@ -468,11 +459,11 @@ TEST_F(HostileServer, FileNamesWithUrlCharactersArrive) {
 }
 
 TEST_F(HostileServer, ASwapScriptThatCannotBeWrittenSkipsTheSelfUpdate) {
-  const std::string launcher = "MZ " + Bytes(4000, 95);
+  const std::string launcher = "MZ " + CompressibleBytes(4000, 95);
   served_.Put("OrvLauncher.exe", launcher);
   WriteTestFile(folders_.root() / "fonte.bin", launcher);
   const std::string digest = Sha256OfFile(folders_.root() / "fonte.bin", {}, nullptr);
-  Publish({{"a.pak", Bytes(1000, 96)}}, [&digest](Manifest& m) {
+  Publish({{"a.pak", CompressibleBytes(1000, 96)}}, [&digest](Manifest& m) {
     m.launcher.present = true;
     m.launcher.versao = "9.0";
     m.launcher.sha256 = digest;

@@ -17,6 +17,7 @@
 #include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
+#include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "support/test_channel.h"
 #include "test_servers.h"
@@ -49,17 +50,6 @@ class SteppingClock final : public Clock {
   std::vector<std::uint32_t> sleeps_ms;
   std::function<void()> on_sleep;
 };
-
-// Unique per offset yet compressible (16 symbols), so the encoders have something to do.
-std::string Bytes(std::size_t size, std::uint32_t seed) {
-  std::string bytes(size, '\0');
-  std::uint32_t x = seed * 2654435761u + 1;
-  for (char& b : bytes) {
-    x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-    b = static_cast<char>('a' + (x >> 28));
-  }
-  return bytes;
-}
 
 // The request target a client sends for a UTF-8 path: bytes outside ASCII percent-escaped.
 std::string Escaped(std::string_view path) {
@@ -174,7 +164,7 @@ class UpdateRun : public ::testing::Test {
   }
   // The installed files by relative path ("/"-separated) as size and block digest; the staging
   // folder and the hash cache's folder are left out.
-  std::map<std::string, std::string> GameFiles() const {
+  [[nodiscard]] std::map<std::string, std::string> GameFiles() const {
     std::map<std::string, std::string> files;
     for (const auto& item : std::filesystem::recursive_directory_iterator(game_)) {
       const std::string relative = Slashed(PathToUtf8(std::filesystem::relative(item.path(), game_)));
@@ -188,7 +178,7 @@ class UpdateRun : public ::testing::Test {
   static std::string Fingerprint(const std::string& bytes) {
     return S(bytes.size()) + ":" + Sha256OfBuffer(bytes.data(), bytes.size());
   }
-  std::string DigestOf(const std::string& bytes) const {
+  [[nodiscard]] std::string DigestOf(const std::string& bytes) const {
     const std::filesystem::path file = folders_.root() / "digest.tmp";
     WriteTestFile(file, bytes);
     return Sha256OfFile(file, {}, nullptr);
@@ -213,21 +203,21 @@ class UpdateRun : public ::testing::Test {
 };
 
 TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
-  const std::string big_v1 = Bytes(48 * kBlock - 1000, 4);  // the last block is short
+  const std::string big_v1 = CompressibleBytes(48 * kBlock - 1000, 4);  // the last block is short
   std::string big_v2 = big_v1;
   for (const std::size_t block : {5, 6, 30}) big_v2.replace(block * kBlock + 100, 64, 64, 'Z');
   const std::vector<GameFile> v1 = {
-      {"OrvGame.exe", Bytes(150000, 1)},
+      {"OrvGame.exe", CompressibleBytes(150000, 1)},
       {"leiame.txt", "Bem-vindo.\r\n"},
-      {"dados\\mapas/ação.pak", Bytes(300000, 3), Variant::kOrvz},  // either separator
+      {"dados\\mapas/ação.pak", CompressibleBytes(300000, 3), Variant::kOrvz},  // either separator
       {"dados/grande.pak", big_v1, Variant::kOrvb},
   };
   const std::vector<GameFile> v2 = {
-      {"OrvGame.exe", Bytes(150000, 11)},  // same size: only its hash tells
+      {"OrvGame.exe", CompressibleBytes(150000, 11)},  // same size: only its hash tells
       v1[1],
-      {"dados\\mapas/ação.pak", Bytes(310000, 13), Variant::kOrvz},
+      {"dados\\mapas/ação.pak", CompressibleBytes(310000, 13), Variant::kOrvz},
       {"dados/grande.pak", big_v2, Variant::kOrvb},
-      {"dados/novo/extra.bin", Bytes(70000, 15), Variant::kOrvb},  // nothing installed to reuse
+      {"dados/novo/extra.bin", CompressibleBytes(70000, 15), Variant::kOrvb},  // nothing installed to reuse
   };
   for (const GameFile& f : v1) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
   Publish(v2, "2.0");
@@ -265,7 +255,7 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
   };
   const auto ranges = RequestsFor(nginx_, served_.UrlPath("dados/grande.pak.orvb"), 3);
   ASSERT_EQ(ranges.size(), 3u);
-  EXPECT_EQ(ranges[0].range, "bytes=0-" + S(28 + 16 * 48 - 1));
+  EXPECT_EQ(ranges[0].range, "bytes=0-795");  // the header and the table of 48 blocks
   EXPECT_EQ(ranges[1].range, range_of(5, 6));
   EXPECT_EQ(ranges[2].range, range_of(30, 30));
   const std::uint64_t block_bytes =
@@ -296,21 +286,21 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
 }
 
 TEST_F(UpdateRun, RetriesWhatCanBeRetriedAndNamesWhatFailed) {
-  const std::string d_v1 = Bytes(32 * kBlock, 44);
+  const std::string d_v1 = CompressibleBytes(32 * kBlock, 44);
   std::string d_v2 = d_v1;
   d_v2.replace(3 * kBlock, 10, "0123456789");
-  const std::vector<GameFile> v1 = {{"a.pak", Bytes(300000, 41)},
-                                    {"b.pak", Bytes(200000, 42), Variant::kOrvz},
-                                    {"c.pak", Bytes(50000, 43)},
+  const std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(300000, 41)},
+                                    {"b.pak", CompressibleBytes(200000, 42), Variant::kOrvz},
+                                    {"c.pak", CompressibleBytes(50000, 43)},
                                     {"d.pak", d_v1, Variant::kOrvb}};
   for (const GameFile& f : v1) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
 
   // Cut connections and 500s are retried with growing pauses, each file counting its own attempts;
   // a cut download resumes from its partial file; a short stall is no failure; block ranges that
   // the server answers whole (Range ignored) still give the right blocks.
-  const std::vector<GameFile> v2 = {{"a.pak", Bytes(310000, 51)},
-                                    {"b.pak", Bytes(210000, 52), Variant::kOrvz},
-                                    {"c.pak", Bytes(60000, 53)},
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(310000, 51)},
+                                    {"b.pak", CompressibleBytes(210000, 52), Variant::kOrvz},
+                                    {"c.pak", CompressibleBytes(60000, 53)},
                                     {"d.pak", d_v2, Variant::kOrvb}};
   Publish(v2, "2.0");
   Arm(2, "cut/100000", "a.pak");
@@ -347,9 +337,9 @@ TEST_F(UpdateRun, RetriesWhatCanBeRetriedAndNamesWhatFailed) {
   // Eight failed attempts: pauses of 2, 4, 8, 15 and then 30 s (the last failure is followed by one
   // too), and the failure names the file, with "atual" its index and "bytes" what was done before.
   // Nothing is installed; the files finished before it wait in the staging folder.
-  const std::vector<GameFile> v3 = {{"a.pak", Bytes(320000, 61)},
-                                    {"b.pak", Bytes(220000, 62), Variant::kOrvz},
-                                    {"c.pak", Bytes(65000, 63)},
+  const std::vector<GameFile> v3 = {{"a.pak", CompressibleBytes(320000, 61)},
+                                    {"b.pak", CompressibleBytes(220000, 62), Variant::kOrvz},
+                                    {"c.pak", CompressibleBytes(65000, 63)},
                                     {"d.pak", d_v2, Variant::kOrvb}};
   Publish(v3, "3.0");
   Arm(8, "status/500", "c.pak");
@@ -390,14 +380,14 @@ TEST_F(UpdateRun, RetriesWhatCanBeRetriedAndNamesWhatFailed) {
 
 TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
   const std::vector<GameFile> v1 = {
-      {"a.pak", Bytes(100000, 71)}, {"b.pak", Bytes(120000, 72), Variant::kOrvz}, {"c.pak", Bytes(300000, 73)}};
+      {"a.pak", CompressibleBytes(100000, 71)}, {"b.pak", CompressibleBytes(120000, 72), Variant::kOrvz}, {"c.pak", CompressibleBytes(300000, 73)}};
   for (const GameFile& f : v1) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
   const std::filesystem::path staging = StagingFolder(game_);
 
   // Cancelled during the back-off: the pause text, whose "bytes" include the partial file that an
   // earlier run left. The next run resumes that file and counts it as done.
   std::vector<GameFile> v2 = v1;
-  v2[2].bytes = Bytes(310000, 74);
+  v2[2].bytes = CompressibleBytes(310000, 74);
   Publish(v2, "2.0");
   WriteTestFile(JoinRelative(staging, "c.pak.part"), v2[2].bytes.substr(0, 50000));
   Arm(1, "status/500", "c.pak");
@@ -428,9 +418,9 @@ TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
 
   // A download whose hash is wrong is deleted and reported at once, without a retry.
   std::vector<GameFile> v3 = v2;
-  v3[2].bytes = Bytes(320000, 75);
+  v3[2].bytes = CompressibleBytes(320000, 75);
   Publish(v3, "3.0");
-  const std::string wrong = Bytes(320000, 76);
+  const std::string wrong = CompressibleBytes(320000, 76);
   served_.Put("c.pak", wrong);
   EXPECT_EQ(Run(nginx_).back(), "erro|Arquivo corrompido no download (c.pak). Tente de novo.|0/1|320000/320000");
   EXPECT_TRUE(Logged(TakeLog(), "hash errado em c.pak (" + DigestOf(wrong) + "), apagando"));
@@ -439,7 +429,7 @@ TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
 
   // A compressed file that does not unpack: both work files go, and the same corruption text.
   std::vector<GameFile> v4 = v2;
-  v4[1].bytes = Bytes(130000, 77);
+  v4[1].bytes = CompressibleBytes(130000, 77);
   Publish(v4, "4.0");
   const std::string garbage = "isto nao e um arquivo compactado";
   served_.Put("b.pak.orvz", garbage);
@@ -471,8 +461,8 @@ TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
 
   // Every changed file already staged by an earlier run: nothing is fetched, install comes next.
   std::vector<GameFile> v5 = v2;
-  v5[0].bytes = Bytes(110000, 78);
-  v5[1].bytes = Bytes(130000, 79);
+  v5[0].bytes = CompressibleBytes(110000, 78);
+  v5[1].bytes = CompressibleBytes(130000, 79);
   Publish(v5, "5.0");
   for (int i : {0, 1}) WriteTestFile(JoinRelative(staging, v5[i].caminho), v5[i].bytes);
   const std::uint64_t total5 = 110000 + 130000 + 310000;
@@ -489,10 +479,10 @@ TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
 }
 
 TEST_F(UpdateRun, ReplacesTheLauncherThroughTheSwapScript) {
-  const std::vector<GameFile> v1 = {{"jogo.pak", Bytes(40000, 81)}};
-  const std::vector<GameFile> v2 = {{"jogo.pak", Bytes(45000, 82)}};
+  const std::vector<GameFile> v1 = {{"jogo.pak", CompressibleBytes(40000, 81)}};
+  const std::vector<GameFile> v2 = {{"jogo.pak", CompressibleBytes(45000, 82)}};
   for (const GameFile& f : v1) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
-  const std::string launcher = "MZ novo launcher " + Bytes(5000, 83);
+  const std::string launcher = "MZ novo launcher " + CompressibleBytes(5000, 83);
   served_.Put("OrvLauncher.exe", launcher);
   served_.Put("bin/OrvLauncher-1.3.exe", launcher);
   const std::string digest = DigestOf(launcher);

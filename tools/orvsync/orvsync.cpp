@@ -74,7 +74,8 @@ class ProgressView {
       // Appended piece by piece: GCC 12 at -O3 misreads a chain of temporaries as overlapping copies.
       std::string bar = "[";
       bar.append(static_cast<size_t>(filled), '#').append(static_cast<size_t>(30 - filled), '.');
-      bar += "] " + std::to_string(static_cast<int>(share * 100 + 0.5)) + "% ";
+      // share is within [0, 1]: adding a half and truncating rounds the way the bar wants.
+      bar += "] " + std::to_string(static_cast<int>(share * 100 + 0.5)) + "% ";  // NOLINT(bugprone-incorrect-roundings)
       bar += line;
       bar += " — " + FormatMegabytes(bytes) + " / " + FormatMegabytes(total);
       line = std::move(bar);
