@@ -71,7 +71,7 @@ class BlockDelta {
 
  private:
   bool FetchTable() {
-    const std::uint64_t last = 16 * entry_.BlockCount() + 27;
+    const std::uint64_t last = kOrvbHeaderSize + kOrvbEntrySize * entry_.BlockCount() - 1;
     std::vector<std::uint8_t> bytes;
     for (int attempt = 0; attempt < kMaxAttempts; ++attempt) {
       if (IsSet(cancel_)) return false;
