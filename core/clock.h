@@ -2,11 +2,9 @@
 // (back-off, launch spacing) and drive throttling without waiting.
 #pragma once
 
-#include <atomic>
 #include <cstdint>
 
-// A byte the UI thread sets and every transfer, hash, decode loop and back-off sleep polls; non-zero means stop.
-using CancelFlag = std::atomic<std::uint8_t>;
+#include "core/callbacks.h"
 
 class Clock {
  public:

@@ -1,5 +1,6 @@
-// Whole-file helpers and the few file-system operations the launcher needs, one implementation per
-// platform (Win32 wide functions; POSIX). None of them throws; failures are reported by the result.
+// Whole-file helpers (over File, for every platform) and the few file-system operations the launcher
+// needs, one implementation per platform (Win32 wide functions; POSIX). None of them throws; failures
+// are reported by the result.
 #pragma once
 
 #include <cstdint>

@@ -3,35 +3,6 @@
 #include <windows.h>
 #include <shlobj.h>
 
-#include "core/file.h"
-
-bool ReadWholeFile(const fs::path& path, std::string& out) {
-  HANDLE h = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr, OPEN_EXISTING, 0, nullptr);
-  if (h == INVALID_HANDLE_VALUE) return false;
-  LARGE_INTEGER size{};
-  bool ok = GetFileSizeEx(h, &size) && size.QuadPart >= 0 && size.QuadPart <= 0xFFFFFFFFLL;
-  if (ok) {
-    out.assign(static_cast<size_t>(size.QuadPart), '\0');
-    DWORD got = 0;
-    ok = out.empty() || (ReadFile(h, out.data(), static_cast<DWORD>(out.size()), &got, nullptr) &&
-                         got == out.size());
-  }
-  CloseHandle(h);
-  return ok;
-}
-
-bool WriteWholeFile(const fs::path& path, std::string_view bytes) {
-  EnsureParentFolder(path);
-  HANDLE h = CreateFileW(path.c_str(), GENERIC_WRITE, 0, nullptr, CREATE_ALWAYS, 0, nullptr);
-  if (h == INVALID_HANDLE_VALUE) return false;
-  DWORD put = 0;
-  bool ok = bytes.empty() ||
-            (WriteFile(h, bytes.data(), static_cast<DWORD>(bytes.size()), &put, nullptr) && put == bytes.size());
-  FlushFileBuffers(h);
-  CloseHandle(h);
-  return ok;
-}
-
 bool EnsureParentFolder(const fs::path& path) {
   const std::wstring& text = path.native();
   const size_t cut = text.find_last_of(L"\\/");

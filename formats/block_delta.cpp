@@ -73,7 +73,7 @@ class BlockDelta {
  private:
   // The table's attempts write no log line: only the transfer of the file's own bytes is logged.
   bool FetchTable() {
-    const std::uint64_t last = 16 * entry_.BlockCount() + 27;
+    const std::uint64_t last = kOrvbHeaderSize + kOrvbEntrySize * entry_.BlockCount() - 1;
     std::vector<std::uint8_t> bytes;
     const auto attempt = [&](std::string& why) {
       return FetchRange(url_, 0, last, bytes, {}, cancel_, why) && ReadOrvbTable(bytes, table_, why);

@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "core/callbacks.h"
 #include "core/clock.h"
-#include "core/engine_state.h"
 #include "update/manifest.h"
 
 // 0 when `target` holds the verified new file; -1 on failure or cancellation with `error` set.

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 
 inline constexpr std::uint32_t kOrvbVersion = 1;
 inline constexpr std::uint32_t kOrvbMaxBlockSize = 0x10000000;

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 
 inline constexpr std::uint32_t kOrvzVersion = 1;
 inline constexpr std::uint32_t kOrvzMaxChunkSize = 0x10000000;

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <string>
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 #include "formats/codec/compression_algorithm.h"
 
 struct PackParameters {

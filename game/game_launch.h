@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "core/callbacks.h"
 #include "core/clock.h"
-#include "core/engine_state.h"
 #include "game/game_process.h"
 #include "game/prerequisites.h"
 

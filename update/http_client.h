@@ -21,7 +21,7 @@
 #include <string>
 #include <vector>
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 
 // GET with "Cache-Control: no-cache". Returns the HTTP status (0 when no response was had). On 200
 // `body` holds the body (a read failure mid-body just ends it); any other status sets "HTTP N". A body
@@ -45,5 +45,5 @@
                                   const ProgressCallback& progress, const CancelFlag* cancel, std::string& reason,
                                   std::uint64_t max_bytes = UINT64_MAX);
 
-// "OrvLauncher/1.2.5".
+// "OrvLauncher/" and kLauncherVersion, e.g. "OrvLauncher/1.2.5".
 [[nodiscard]] std::string HttpUserAgent();

@@ -4,29 +4,40 @@
 
 #include "core/json.h"
 
-std::string EstadoMessage(std::string_view fase, std::string_view texto, std::int32_t atual, std::int32_t total,
-                          std::uint64_t bytes, std::uint64_t bytes_total, double velocidade,
-                          std::string_view version_suffix) {
+std::string_view FaseName(RunPhase phase) {
+  switch (phase) {
+    case RunPhase::kChecking: return "verificando";
+    case RunPhase::kDownloading: return "baixando";
+    case RunPhase::kInstalling: return "instalando";
+    case RunPhase::kReady: return "pronto";
+    case RunPhase::kOutdated: return "desatualizado";
+    case RunPhase::kPaused: return "parado";
+    case RunPhase::kError: return "erro";
+    case RunPhase::kRestarting: return "reiniciar";
+  }
+  return "erro";
+}
+
+std::string EstadoMessage(const RunStatus& status, std::string_view version_suffix) {
   // Room for every field at its longest (20-digit counters, a speed of up to 309 digits).
   char numbers[512];
   std::snprintf(numbers, sizeof numbers,
-                ",\"atual\":%d,\"total\":%d,\"bytes\":%llu,\"bytesTotal\":%llu,\"velocidade\":%.0f", atual, total,
-                static_cast<unsigned long long>(bytes), static_cast<unsigned long long>(bytes_total), velocidade);
+                ",\"atual\":%d,\"total\":%d,\"bytes\":%llu,\"bytesTotal\":%llu,\"velocidade\":%.0f", status.atual,
+                status.total, static_cast<unsigned long long>(status.bytes),
+                static_cast<unsigned long long>(status.bytes_total), status.velocidade);
   std::string text = "{\"tipo\":\"estado\",\"fase\":";
-  text += JsonQuote(fase);
+  text += JsonQuote(FaseName(status.phase));
   text += ",\"texto\":";
-  text += JsonQuote(texto);
+  text += JsonQuote(status.texto);
   text += numbers;
   text += version_suffix;
   text += '}';
   return text;
 }
 
-void PostEstado(const EngineState& state, std::string_view fase, std::string_view texto, std::int32_t atual,
-                std::int32_t total, std::uint64_t bytes, std::uint64_t bytes_total, double velocidade,
-                std::string_view version_suffix) {
-  if (!state.progress_sink) return;
-  state.progress_sink(EstadoMessage(fase, texto, atual, total, bytes, bytes_total, velocidade, version_suffix));
+void PostEstado(const EngineState& state, const RunStatus& status, std::string_view version_suffix) {
+  if (state.status_sink) state.status_sink(status);
+  if (state.progress_sink) state.progress_sink(EstadoMessage(status, version_suffix));
 }
 
 std::string VersionSuffix(std::string_view versao, std::string_view servidor) {
@@ -63,5 +74,5 @@ void TransferProgress::OnBytes(std::uint64_t bytes) {
   // The mean since the phase began; resumed bytes are included on purpose.
   const double speed = elapsed > 0.5 ? static_cast<double>(done_) / elapsed : 0.0;
   const std::string text = "Atualizando " + std::to_string(entry_ + 1) + "/" + std::to_string(count_);
-  reporter_.Estado("baixando", text, entry_ + 1, count_, done_, planned_, speed);
+  reporter_.Estado(RunPhase::kDownloading, text, entry_ + 1, count_, done_, planned_, speed);
 }

@@ -4,17 +4,19 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "core/engine_state.h"
+#include "core/run_status.h"
 
+// The "fase" text of a phase: "verificando", "baixando", "instalando", "pronto", "desatualizado",
+// "parado", "erro", "reiniciar".
+[[nodiscard]] std::string_view FaseName(RunPhase phase);
 // {"tipo":"estado","fase":..,"texto":..,"atual":n,"total":n,"bytes":n,"bytesTotal":n,"velocidade":n<suffix>}
-[[nodiscard]] std::string EstadoMessage(std::string_view fase, std::string_view texto, std::int32_t atual,
-                                        std::int32_t total, std::uint64_t bytes, std::uint64_t bytes_total,
-                                        double velocidade, std::string_view version_suffix);
-// Builds the message and hands it to the state's progress sink (nothing when there is none).
-void PostEstado(const EngineState& state, std::string_view fase, std::string_view texto, std::int32_t atual,
-                std::int32_t total, std::uint64_t bytes, std::uint64_t bytes_total, double velocidade,
-                std::string_view version_suffix);
+[[nodiscard]] std::string EstadoMessage(const RunStatus& status, std::string_view version_suffix);
+// Hands the status to the state's status sink, then its message to the progress sink (each skipped
+// when empty).
+void PostEstado(const EngineState& state, const RunStatus& status, std::string_view version_suffix);
 // ,"versaoCliente":..,"versaoServidor":.. carried by every message after the manifest was read.
 [[nodiscard]] std::string VersionSuffix(std::string_view versao, std::string_view servidor);
 
@@ -28,18 +30,14 @@ class RunReporter {
  public:
   explicit RunReporter(const EngineState& state) : state_(state) {}
   void SetVersions(std::string_view versao, std::string_view servidor) { suffix_ = VersionSuffix(versao, servidor); }
-  void Estado(std::string_view fase, std::string_view texto, std::int32_t atual, std::int32_t total,
-              std::uint64_t bytes, std::uint64_t bytes_total, double velocidade = 0) const {
-    PostEstado(state_, fase, texto, atual, total, bytes, bytes_total, velocidade, suffix_);
-    final_sent_ = IsFinalFase(fase);  // only once the sink took it
+  void Estado(RunPhase phase, std::string texto, std::int32_t atual, std::int32_t total, std::uint64_t bytes,
+              std::uint64_t bytes_total, double velocidade = 0) const {
+    PostEstado(state_, RunStatus{phase, std::move(texto), atual, total, bytes, bytes_total, velocidade}, suffix_);
+    final_sent_ = IsFinalPhase(phase);  // only once the sinks took it
   }
   [[nodiscard]] const std::string& suffix() const { return suffix_; }
-  // True once the last message sent was a final one ("pronto", "desatualizado", "parado", "erro",
-  // "reiniciar").
+  // True once the last message sent was a final one (IsFinalPhase).
   [[nodiscard]] bool final_sent() const { return final_sent_; }
-  [[nodiscard]] static bool IsFinalFase(std::string_view fase) {
-    return fase == "pronto" || fase == "desatualizado" || fase == "parado" || fase == "erro" || fase == "reiniciar";
-  }
 
  private:
   const EngineState& state_;

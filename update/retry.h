@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "core/callbacks.h"
 #include "core/clock.h"
 
 inline constexpr int kMaxTransferAttempts = 8;

@@ -73,6 +73,6 @@ SelfUpdateOutcome RunSelfUpdate(RunContext& run) {
   }
   run.state.swap_script_path = script;
   Log("launcher %s baixado; troca pelo %s", launcher.versao.c_str(), PathToUtf8(script).c_str());
-  run.reporter.Estado("reiniciar", "Launcher atualizado. Reiniciando…", 0, 0, 0, 0);
+  run.reporter.Estado(RunPhase::kRestarting, "Launcher atualizado. Reiniciando…", 0, 0, 0, 0);
   return SelfUpdateOutcome::kRestartPending;
 }

@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 
 [[nodiscard]] std::string Sha256OfFile(const std::filesystem::path& path, const ProgressCallback& progress,
                                        const CancelFlag* cancel);

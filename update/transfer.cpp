@@ -83,7 +83,7 @@ class EntryTransfer {
 
   bool Unpack(const std::filesystem::path& partial, const std::filesystem::path& unpacked) {
     const std::int32_t n = progress_.entry_count();
-    run_.reporter.Estado("baixando", "Descompactando " + std::to_string(index_ + 1) + "/" + std::to_string(n),
+    run_.reporter.Estado(RunPhase::kDownloading, "Descompactando " + std::to_string(index_ + 1) + "/" + std::to_string(n),
                          index_ + 1, n, progress_.done(), progress_.planned());
     std::string reason;
     if (DecompressOrvzFile(partial, unpacked, entry_.tamanho, run_.cancel(), reason)) return true;
@@ -109,7 +109,7 @@ class EntryTransfer {
   // Sends the final message: the pause text whenever the flag is set, `text` otherwise.
   bool Fail(const std::string& text) {
     const bool paused = run_.Cancelled();
-    run_.reporter.Estado(paused ? "parado" : "erro", paused ? kPauseText : text, index_, progress_.entry_count(),
+    run_.reporter.Estado(paused ? RunPhase::kPaused : RunPhase::kError, paused ? kPauseText : text, index_, progress_.entry_count(),
                          progress_.done(), progress_.planned());
     return false;
   }
@@ -157,16 +157,16 @@ std::string InstallBlocker(const RunContext& run, const std::vector<std::string>
 }
 
 bool Install(RunContext& run, const std::vector<std::string>& install_list, std::int32_t n, std::uint64_t planned) {
-  run.reporter.Estado("instalando", "Instalando…", n, n, planned, planned);
+  run.reporter.Estado(RunPhase::kInstalling, "Instalando…", n, n, planned, planned);
   std::string reason = InstallBlocker(run, install_list);
   if (!reason.empty()) {
     Log("instalacao recusada: %s", reason.c_str());
-    run.reporter.Estado("erro", "Não foi possível instalar: " + reason, 0, 0, 0, 0);
+    run.reporter.Estado(RunPhase::kError, "Não foi possível instalar: " + reason, 0, 0, 0, 0);
     return false;
   }
   SwapJournal::Write(run.game, install_list);
   if (!SwapJournal::Replay(run.game, reason)) {
-    run.reporter.Estado("erro", "Não foi possível instalar: " + reason, 0, 0, 0, 0);
+    run.reporter.Estado(RunPhase::kError, "Não foi possível instalar: " + reason, 0, 0, 0, 0);
     return false;
   }
   // The installed files are exactly the verified ones: record them without reading them again.
@@ -208,7 +208,7 @@ TransferOutcome TransferAndInstall(RunContext& run, const UpdatePlan& plan) {
   }
   if (install_list.empty()) return TransferOutcome::kInstalled;
   if (run.Cancelled()) {
-    run.reporter.Estado("parado", kPauseText, n, n, progress.done(), progress.planned());
+    run.reporter.Estado(RunPhase::kPaused, kPauseText, n, n, progress.done(), progress.planned());
     return TransferOutcome::kEnded;
   }
   return Install(run, install_list, n, plan.planned_bytes) ? TransferOutcome::kInstalled : TransferOutcome::kEnded;

@@ -34,12 +34,12 @@ bool FetchManifest(RunContext& run) {
   std::string reason;
   if (FetchToMemory(url, body, reason) != 200) {
     Log("manifesto %s: %s", url.c_str(), reason.c_str());
-    run.reporter.Estado("erro", "Servidor de atualização indisponível (" + reason + ").", 0, 0, 0, 0);
+    run.reporter.Estado(RunPhase::kError, "Servidor de atualização indisponível (" + reason + ").", 0, 0, 0, 0);
     return false;
   }
   if (!ParseManifest(body, url, run.manifest)) {
     Log("manifesto %s: %s", url.c_str(), reason.empty() ? "JSON invalido" : reason.c_str());
-    run.reporter.Estado("erro", "Servidor de atualização indisponível (manifesto inválido).", 0, 0, 0, 0);
+    run.reporter.Estado(RunPhase::kError, "Servidor de atualização indisponível (manifesto inválido).", 0, 0, 0, 0);
     return false;
   }
   run.reporter.SetVersions(run.manifest.versao, run.manifest.servidor);
@@ -48,7 +48,7 @@ bool FetchManifest(RunContext& run) {
 
 void ReportUpToDate(const RunContext& run) {
   const std::int32_t n = run.FileCount();
-  run.reporter.Estado("pronto", "Jogo atualizado.", n, n, run.manifest.total_bytes, run.manifest.total_bytes);
+  run.reporter.Estado(RunPhase::kReady, "Jogo atualizado.", n, n, run.manifest.total_bytes, run.manifest.total_bytes);
 }
 
 void ReportOutdated(const RunContext& run, const UpdatePlan& plan) {
@@ -62,17 +62,17 @@ void ReportOutdated(const RunContext& run, const UpdatePlan& plan) {
            FormatMegabytes(plan.planned_bytes) + ".";
     if (!plan.staged.empty()) text += " Já baixado antes: " + FormatMegabytes(plan.staged_bytes) + ".";
   }
-  run.reporter.Estado("desatualizado", text, 0, static_cast<std::int32_t>(plan.to_fetch.size()), 0,
+  run.reporter.Estado(RunPhase::kOutdated, text, 0, static_cast<std::int32_t>(plan.to_fetch.size()), 0,
                       plan.planned_bytes);
 }
 
 void RunSteps(RunContext& run, bool apply) {
   std::string reason;
   if (!SwapJournal::Replay(run.game, reason)) {
-    run.reporter.Estado("erro", "Atualização interrompida: " + reason, 0, 0, 0, 0);
+    run.reporter.Estado(RunPhase::kError, "Atualização interrompida: " + reason, 0, 0, 0, 0);
     return;
   }
-  run.reporter.Estado("verificando", "Buscando atualizações…", 0, 0, 0, 0);
+  run.reporter.Estado(RunPhase::kChecking, "Buscando atualizações…", 0, 0, 0, 0);
   if (!FetchManifest(run)) return;
 
   UpdatePlan plan;
@@ -98,7 +98,7 @@ void EndWithException(const RunContext& run, const char* what) noexcept {
   try {
     Log("atualizacao interrompida por excecao: %s", what);
     if (!run.reporter.final_sent()) {
-      run.reporter.Estado("erro", "Erro inesperado na atualização. Tente de novo.", 0, 0, 0, 0);
+      run.reporter.Estado(RunPhase::kError, "Erro inesperado na atualização. Tente de novo.", 0, 0, 0, 0);
     }
   } catch (...) {
     // Even the last message failed (no memory at all): the run still ends and RunActive is cleared.
@@ -126,7 +126,8 @@ void UpdateEngine::Run(EngineState& state, const Channel& channel, bool apply) {
     RunGuarded(run, apply);
   } catch (...) {
     try {
-      PostEstado(state, "erro", "Erro inesperado na atualização. Tente de novo.", 0, 0, 0, 0, 0, {});
+      const RunStatus failed{.phase = RunPhase::kError, .texto = "Erro inesperado na atualização. Tente de novo."};
+      PostEstado(state, failed, {});
     } catch (...) {
     }
   }

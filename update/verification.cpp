@@ -25,7 +25,7 @@ bool InstalledFileIsCurrent(RunContext& run, HashCache& cache, const ManifestEnt
   if (const std::string* cached = cache.Lookup(entry.caminho, entry.tamanho, time)) return *cached == entry.sha256;
 
   const auto n = static_cast<std::int32_t>(run.manifest.arquivos.size());
-  run.reporter.Estado("verificando", Counter("Verificando arquivos ", i, static_cast<size_t>(n)),
+  run.reporter.Estado(RunPhase::kChecking, Counter("Verificando arquivos ", i, static_cast<size_t>(n)),
                       static_cast<std::int32_t>(i + 1), n, bytes_seen, run.manifest.total_bytes);
   const std::string digest = Sha256OfFile(local, {}, run.cancel());
   if (digest.empty()) return false;
@@ -39,7 +39,7 @@ bool StagedCopyIsReady(RunContext& run, const ManifestEntry& entry, size_t i, st
   const std::int64_t size = FileSizeOf(staged);
   if (size < 0 || static_cast<std::uint64_t>(size) != entry.tamanho) return false;
   const auto n = run.FileCount();
-  run.reporter.Estado("verificando", Counter("Retomando arquivos já baixados ", i, static_cast<size_t>(n)),
+  run.reporter.Estado(RunPhase::kChecking, Counter("Retomando arquivos já baixados ", i, static_cast<size_t>(n)),
                       static_cast<std::int32_t>(i + 1), n, bytes_seen, run.manifest.total_bytes);
   return Sha256OfFile(staged, {}, run.cancel()) == entry.sha256;
 }
@@ -51,7 +51,7 @@ FetchItem ToFetch(RunContext& run, const ManifestEntry& entry, size_t i, std::ui
     const std::filesystem::path local = JoinRelative(run.game, entry.caminho);
     if (FileSizeOf(local) <= 0) return FetchItem{&entry, entry.bTamanho, {}};
     const auto n = run.FileCount();
-    run.reporter.Estado("verificando", Counter("Comparando blocos ", i, static_cast<size_t>(n)),
+    run.reporter.Estado(RunPhase::kChecking, Counter("Comparando blocos ", i, static_cast<size_t>(n)),
                         static_cast<std::int32_t>(i + 1), n, bytes_seen, run.manifest.total_bytes);
     std::string digests = Sha256OfBlocks(local, static_cast<std::uint32_t>(entry.bloco), run.cancel());
     const std::uint64_t estimate = BlockTransferEstimate(entry, digests);
@@ -86,7 +86,7 @@ bool VerifyInstallation(RunContext& run, UpdatePlan& plan) {
   const auto& entries = run.manifest.arquivos;
   for (size_t i = 0; i < entries.size(); ++i) {
     if (run.Cancelled()) {
-      run.reporter.Estado("parado", "Cancelado.", 0, 0, 0, 0);
+      run.reporter.Estado(RunPhase::kPaused, "Cancelado.", 0, 0, 0, 0);
       return false;
     }
     const ManifestEntry& entry = entries[i];
@@ -102,7 +102,7 @@ bool VerifyInstallation(RunContext& run, UpdatePlan& plan) {
   }
   // A hash interrupted on the last file must not pass for a file that is out of date.
   if (run.Cancelled()) {
-    run.reporter.Estado("parado", "Cancelado.", 0, 0, 0, 0);
+    run.reporter.Estado(RunPhase::kPaused, "Cancelado.", 0, 0, 0, 0);
     return false;
   }
   cache.Save(run.game);

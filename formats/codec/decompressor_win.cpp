@@ -40,24 +40,50 @@ class Library {
   HMODULE module_;
 };
 
+// cabinet.dll and its three functions, looked up once for the whole process; every decompressor
+// shares them. All null when the library or one function is missing, or under Wine.
+struct CabinetApi {
+  Library library;
+  CreateDecompressorFn create = nullptr;
+  DecompressFn decompress = nullptr;
+  CloseDecompressorFn close = nullptr;
+
+  CabinetApi() {
+    if (library.get() == nullptr) return;
+    auto create_fn = Symbol<CreateDecompressorFn>(library.get(), "CreateDecompressor");
+    auto decompress_fn = Symbol<DecompressFn>(library.get(), "Decompress");
+    auto close_fn = Symbol<CloseDecompressorFn>(library.get(), "CloseDecompressor");
+    if (create_fn == nullptr || decompress_fn == nullptr || close_fn == nullptr) return;
+    create = create_fn;
+    decompress = decompress_fn;
+    close = close_fn;
+  }
+  [[nodiscard]] bool Usable() const { return create != nullptr; }
+};
+
+// Null under Wine, whose stubs must never be called (the library is not even loaded there).
+const CabinetApi* Cabinet() {
+  static const CabinetApi* const api = []() -> const CabinetApi* {
+    if (RunningUnderWine()) return nullptr;
+    static const CabinetApi loaded;
+    return loaded.Usable() ? &loaded : nullptr;
+  }();
+  return api;
+}
+
 class CabinetBackend final : public DecompressorBackend {
  public:
-  CabinetBackend() = default;
+  explicit CabinetBackend(const CabinetApi& api) : api_(api) {}
   ~CabinetBackend() override {
-    if (handle_ != nullptr) close_(handle_);
+    if (handle_ != nullptr) api_.close(handle_);
   }
   CabinetBackend(const CabinetBackend&) = delete;
   CabinetBackend& operator=(const CabinetBackend&) = delete;
 
-  // False when cabinet.dll or its API is missing, or when it refuses the algorithm.
+  // False when cabinet.dll refuses the algorithm.
   bool Open(std::uint32_t algorithm) {
-    if (library_.get() == nullptr) return false;
-    auto create = Symbol<CreateDecompressorFn>(library_.get(), "CreateDecompressor");
-    decompress_ = Symbol<DecompressFn>(library_.get(), "Decompress");
-    close_ = Symbol<CloseDecompressorFn>(library_.get(), "CloseDecompressor");
-    if (create == nullptr || decompress_ == nullptr || close_ == nullptr) return false;
     DECOMPRESSOR_HANDLE handle = nullptr;
-    if (!create(algorithm, nullptr, &handle)) return false;
+    if (!api_.create(algorithm, nullptr, &handle)) return false;
     handle_ = handle;
     return true;
   }
@@ -65,33 +91,24 @@ class CabinetBackend final : public DecompressorBackend {
   bool Decompress(const void* in, std::size_t in_size, void* out, std::size_t capacity,
                   std::size_t* decoded_size) override {
     SIZE_T size = 0;
-    const BOOL ok = decompress_(handle_, in, in_size, out, capacity, &size);
+    const BOOL ok = api_.decompress(handle_, in, in_size, out, capacity, &size);
     *decoded_size = size;
     return ok != FALSE;
   }
 
  private:
-  Library library_;
-  DecompressFn decompress_ = nullptr;
-  CloseDecompressorFn close_ = nullptr;
+  const CabinetApi& api_;
   DECOMPRESSOR_HANDLE handle_ = nullptr;
 };
-
-bool CabinetHasApi() {
-  if (RunningUnderWine()) return false;
-  Library library;
-  return library.get() != nullptr && GetProcAddress(library.get(), "CreateDecompressor") != nullptr &&
-         GetProcAddress(library.get(), "Decompress") != nullptr &&
-         GetProcAddress(library.get(), "CloseDecompressor") != nullptr;
-}
 
 }  // namespace
 
 std::unique_ptr<DecompressorBackend> CreatePlatformBackend(std::uint32_t algorithm) {
-  if (!CabinetHasApi()) return CreateBuiltinBackend(algorithm);
-  std::unique_ptr<CabinetBackend> cabinet(new (std::nothrow) CabinetBackend);
+  const CabinetApi* api = Cabinet();
+  if (api == nullptr) return CreateBuiltinBackend(algorithm);
+  std::unique_ptr<CabinetBackend> cabinet(new (std::nothrow) CabinetBackend(*api));
   if (!cabinet || !cabinet->Open(algorithm)) return nullptr;
   return cabinet;
 }
 
-bool SystemDecompressorInUse() { return CabinetHasApi(); }
+bool SystemDecompressorInUse() { return Cabinet() != nullptr; }

@@ -7,6 +7,7 @@
 #include "core/engine_state.h"
 #include "core/launcher_config.h"
 #include "core/log.h"
+#include "core/version.h"
 #include "host/host_bridge.h"
 #include "host/run_thread.h"
 #include "host/win/browser_win.h"
@@ -23,7 +24,7 @@ int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR command_line, int show)
   const bool auto_mode = command_line != nullptr && std::wcsstr(command_line, L"--auto") != nullptr;
   CoInitializeEx(nullptr, COINIT_APARTMENTTHREADED);
   SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
-  Log("OrvLauncher 1.2.5 iniciado%s", auto_mode ? " (--auto)" : "");
+  Log("OrvLauncher %s iniciado%s", kLauncherVersion, auto_mode ? " (--auto)" : "");
   if (!EnsureWebView2Runtime()) return 1;
 
   LauncherConfig config = LoadLauncherConfig();

@@ -9,6 +9,7 @@
 
 #include "core/file_util.h"
 #include "core/paths.h"
+#include "core/run_status.h"
 #include "support/fake_clock.h"
 #include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
@@ -122,15 +123,15 @@ TEST_F(Orvpack, PublishesAChannelTheLauncherAcceptsAndReusesWhatDidNotChange) {
   // The update run, served by nginx, finds a game folder that is the build up to date.
   const auto game = folders_.root() / "jogo";
   std::filesystem::copy(build_, game, std::filesystem::copy_options::recursive);
-  std::vector<std::string> messages;
+  std::vector<RunStatus> statuses;
   FakeClock clock;
   EngineState state;
   state.clock = &clock;
-  state.progress_sink = [&messages](const std::string& text) { messages.push_back(text); };
+  state.status_sink = [&statuses](const RunStatus& status) { statuses.push_back(status); };
   UpdateEngine::Run(state, Channel{"oficial", "Oficial", ManifestUrl(), game}, /*apply=*/false);
-  ASSERT_FALSE(messages.empty());
-  EXPECT_NE(messages.back().find("\"fase\":\"pronto\",\"texto\":\"Jogo atualizado.\""), std::string::npos)
-      << messages.back();
+  ASSERT_FALSE(statuses.empty());
+  EXPECT_EQ(statuses.back().phase, RunPhase::kReady);
+  EXPECT_EQ(statuses.back().texto, "Jogo atualizado.");
 
   // One file changed: the others keep their outputs, untouched on disk.
   const std::uint64_t orvb_time = FileWriteTime(Out("mapas/região/mundo.pak.orvb"));

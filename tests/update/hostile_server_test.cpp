@@ -83,10 +83,13 @@ class HostileServer : public ::testing::Test {
     ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
     ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
     state_.clock = &clock_;
-    // A message whose sink throws never reached the page: it is not recorded.
+    // A message whose sink throws never reached the page: it is not recorded. The fields come
+    // first and are kept once the page's sink took the text.
+    state_.status_sink = [this](const RunStatus& status) { pending_ = status; };
     state_.progress_sink = [this](const std::string& text) {
       if (on_message_) on_message_(text);
       raw_.push_back(text);
+      statuses_.push_back(pending_);
       times_ms_.push_back(clock_.now_ns / 1'000'000ULL);
     };
     std::filesystem::create_directories(game_);
@@ -111,6 +114,7 @@ class HostileServer : public ::testing::Test {
   // exactly one final message came, last.
   std::vector<std::string> Run(const std::string& manifest_url) {
     raw_.clear();
+    statuses_.clear();
     times_ms_.clear();
     Channel channel;
     channel.manifesto = manifest_url;
@@ -119,16 +123,14 @@ class HostileServer : public ::testing::Test {
     EXPECT_EQ(state_.run_active.load(), 0);
     std::vector<std::string> lines;
     int finals = 0;
-    for (const std::string& text : raw_) {
-      JsonValue m;
-      EXPECT_TRUE(ParseJson(text, m)) << text;
-      const std::string fase = m.Find("fase").AsString("");
-      if (RunReporter::IsFinalFase(fase)) ++finals;
-      const std::string texto = m.Find("texto").AsString("");
-      if (texto.rfind("Atualizando ", 0) != 0) lines.push_back(fase + "|" + texto);
+    for (const RunStatus& status : statuses_) {
+      if (IsFinalPhase(status.phase)) ++finals;
+      if (status.texto.rfind("Atualizando ", 0) != 0) {
+        lines.push_back(std::string(FaseName(status.phase)) + "|" + status.texto);
+      }
     }
     EXPECT_EQ(finals, 1);
-    EXPECT_TRUE(!raw_.empty() && RunReporter::IsFinalFase(lines.back().substr(0, lines.back().find('|'))));
+    EXPECT_TRUE(!statuses_.empty() && IsFinalPhase(statuses_.back().phase));
     return lines;
   }
   std::vector<std::string> Run(const TestServer& server, const std::string& prefix = "") {
@@ -193,6 +195,8 @@ class HostileServer : public ::testing::Test {
   EngineState state_;
   std::filesystem::path game_ = folders_.root() / "Jogo";
   std::vector<std::string> raw_;
+  RunStatus pending_;
+  std::vector<RunStatus> statuses_;
   std::vector<std::uint64_t> times_ms_;
   std::function<void(const std::string&)> on_message_;
   std::set<std::string> outside_before_;

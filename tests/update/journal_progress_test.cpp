@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "core/file_util.h"
@@ -158,10 +160,10 @@ TEST(SwapJournal, PathsLeavingTheGameFolderAreNeverMoved) {
 }
 
 TEST(Progress, EstadoTextAndFormatting) {
-  EXPECT_EQ(EstadoMessage("verificando", "Buscando atualizações…", 0, 0, 0, 0, 0, ""),
+  EXPECT_EQ(EstadoMessage({.phase = RunPhase::kChecking, .texto = "Buscando atualizações…"}, ""),
             "{\"tipo\":\"estado\",\"fase\":\"verificando\",\"texto\":\"Buscando atualizações…\",\"atual\":0,"
             "\"total\":0,\"bytes\":0,\"bytesTotal\":0,\"velocidade\":0}");
-  EXPECT_EQ(EstadoMessage("baixando", "a\"b", -1, 2147483647, 18446744073709551615ULL, 5, 1234.6,
+  EXPECT_EQ(EstadoMessage({RunPhase::kDownloading, "a\"b", -1, 2147483647, 18446744073709551615ULL, 5, 1234.6},
                           VersionSuffix("1.0", "s\\2")),
             "{\"tipo\":\"estado\",\"fase\":\"baixando\",\"texto\":\"a\\\"b\",\"atual\":-1,\"total\":2147483647,"
             "\"bytes\":18446744073709551615,\"bytesTotal\":5,\"velocidade\":1235,"
@@ -175,7 +177,43 @@ TEST(Progress, EstadoTextAndFormatting) {
   EXPECT_EQ(FormatFileCount(3), "3 arquivos");
 
   EngineState silent;  // no sink: nothing happens
-  PostEstado(silent, "pronto", "x", 0, 0, 0, 0, 0, "");
+  PostEstado(silent, {.phase = RunPhase::kReady, .texto = "x"}, "");
+}
+
+TEST(Progress, EveryPhaseHasItsFaseTextAndOnlyEndingPhasesAreFinal) {
+  const std::vector<std::tuple<RunPhase, std::string_view, bool>> phases = {
+      {RunPhase::kChecking, "verificando", false}, {RunPhase::kDownloading, "baixando", false},
+      {RunPhase::kInstalling, "instalando", false}, {RunPhase::kReady, "pronto", true},
+      {RunPhase::kOutdated, "desatualizado", true}, {RunPhase::kPaused, "parado", true},
+      {RunPhase::kError, "erro", true},             {RunPhase::kRestarting, "reiniciar", true}};
+  for (const auto& [phase, name, final] : phases) {
+    EXPECT_EQ(FaseName(phase), name);
+    EXPECT_EQ(IsFinalPhase(phase), final) << name;
+  }
+}
+
+TEST(Progress, BothSinksGetTheSameStatusAndTheReporterNotesTheFinalOne) {
+  EngineState state;
+  std::vector<RunStatus> fields;
+  std::vector<std::string> texts;
+  state.status_sink = [&](const RunStatus& s) { fields.push_back(s); };
+  state.progress_sink = [&](const std::string& m) { texts.push_back(m); };
+  RunReporter reporter(state);
+  reporter.SetVersions("1.0", "7");
+  reporter.Estado(RunPhase::kInstalling, "Instalando…", 2, 2, 10, 10);
+  EXPECT_FALSE(reporter.final_sent());
+  reporter.Estado(RunPhase::kOutdated, "y", 0, 1, 0, 5);
+  EXPECT_TRUE(reporter.final_sent());
+  ASSERT_EQ(fields.size(), 2u);
+  ASSERT_EQ(texts.size(), 2u);
+  EXPECT_EQ(fields[0].phase, RunPhase::kInstalling);
+  EXPECT_EQ(fields[0].texto, "Instalando…");
+  EXPECT_EQ(fields[0].atual, 2);
+  EXPECT_EQ(fields[1].phase, RunPhase::kOutdated);
+  EXPECT_EQ(fields[1].bytes_total, 5u);
+  EXPECT_EQ(texts[1],
+            "{\"tipo\":\"estado\",\"fase\":\"desatualizado\",\"texto\":\"y\",\"atual\":0,\"total\":1,\"bytes\":0,"
+            "\"bytesTotal\":5,\"velocidade\":0,\"versaoCliente\":\"1.0\",\"versaoServidor\":\"7\"}");
 }
 
 TEST(Progress, TransferReportsAreThrottledAndCarryTheMeanSpeed) {

@@ -23,6 +23,7 @@
 #include "test_servers.h"
 #include "tests/formats/file_builders.h"
 #include "update/http_client.h"
+#include "update/progress.h"
 #include "update/self_update.h"
 #include "update/sha256.h"
 #include "update/swap_journal.h"
@@ -90,6 +91,7 @@ class UpdateRun : public ::testing::Test {
     ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
     ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
     state_.clock = &clock_;
+    state_.status_sink = [this](const RunStatus& status) { statuses_.push_back(status); };
     state_.progress_sink = [this](const std::string& text) { raw_.push_back(text); };
   }
 
@@ -112,6 +114,7 @@ class UpdateRun : public ::testing::Test {
   // the transfer's "Atualizando" messages left out (their "bytes" go to progress_).
   std::vector<std::string> Run(const TestServer& server) {
     raw_.clear();
+    statuses_.clear();
     progress_.clear();
     Channel channel;
     channel.manifesto = server.base_url + served_.UrlPath("manifest.json");
@@ -119,22 +122,21 @@ class UpdateRun : public ::testing::Test {
     UpdateEngine::Run(state_, channel, /*apply=*/true);
     EXPECT_EQ(state_.run_active.load(), 0);
     std::vector<std::string> lines;
-    for (std::size_t i = 0; i < raw_.size(); ++i) {
+    EXPECT_EQ(statuses_.size(), raw_.size());
+    for (std::size_t i = 0; i < raw_.size() && i < statuses_.size(); ++i) {
+      // Every message after the first one knows the manifest's versions (only the page's text has them).
       JsonValue m;
       EXPECT_TRUE(ParseJson(raw_[i], m)) << raw_[i];
-      // Every message after the first one knows the manifest's versions.
       EXPECT_EQ(m.Find("versaoCliente").AsString("-"), i == 0 ? "-" : versao_) << raw_[i];
-      const std::string texto = m.Find("texto").AsString("");
-      if (texto.rfind("Atualizando ", 0) == 0) {
-        const auto bytes = static_cast<std::uint64_t>(m.Find("bytes").AsInt(-1));
-        EXPECT_EQ(texto, "Atualizando " + S(m.Find("atual").AsInt(0)) + "/" + S(m.Find("total").AsInt(0)));
-        EXPECT_GE(bytes, progress_.empty() ? 0 : progress_.back());
-        progress_.push_back(bytes);
+      const RunStatus& st = statuses_[i];
+      if (st.texto.rfind("Atualizando ", 0) == 0) {
+        EXPECT_EQ(st.texto, "Atualizando " + S(st.atual) + "/" + S(st.total));
+        EXPECT_GE(st.bytes, progress_.empty() ? 0 : progress_.back());
+        progress_.push_back(st.bytes);
         continue;
       }
-      lines.push_back(m.Find("fase").AsString("") + "|" + texto + "|" + S(m.Find("atual").AsInt(-1)) + "/" +
-                      S(m.Find("total").AsInt(-1)) + "|" + S(m.Find("bytes").AsInt(-1)) + "/" +
-                      S(m.Find("bytesTotal").AsInt(-1)));
+      lines.push_back(std::string(FaseName(st.phase)) + "|" + st.texto + "|" + S(st.atual) + "/" + S(st.total) + "|" +
+                      S(st.bytes) + "/" + S(st.bytes_total));
     }
     return lines;
   }
@@ -199,6 +201,7 @@ class UpdateRun : public ::testing::Test {
   std::string versao_;
   std::map<std::string, ManifestEntry> published_;
   std::vector<std::string> raw_;
+  std::vector<RunStatus> statuses_;
   std::vector<std::uint64_t> progress_;
 };
 

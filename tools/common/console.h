@@ -2,7 +2,7 @@
 // its next check and keeps what it downloaded.
 #pragma once
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 
 void CancelOnInterrupt(CancelFlag* flag);
 

@@ -10,13 +10,11 @@
 #include "core/file_util.h"
 #include "core/log.h"
 #include "core/paths.h"
+#include "formats/codec/byte_order.h"
 #include "formats/orvb.h"
 #include "formats/orvz.h"
 
 namespace {
-
-std::uint32_t U32(const std::uint8_t* p) { return p[0] | p[1] << 8 | p[2] << 16 | static_cast<std::uint32_t>(p[3]) << 24; }
-std::uint64_t U64(const std::uint8_t* p) { return U32(p) | static_cast<std::uint64_t>(U32(p + 4)) << 32; }
 
 const char* AlgorithmName(std::uint32_t algorithm) {
   switch (algorithm) {
@@ -47,23 +45,24 @@ bool ReadMagic(File& file, std::array<char, 4>& magic) {
 }
 
 bool DescribeOrvz(File& file, std::int64_t file_size, std::string& text, std::string& error) {
-  std::uint8_t header[24];
-  if (file.ReadFull(header, sizeof header) != 24) {
+  std::uint8_t header[kOrvzHeaderSize];
+  if (file.ReadFull(header, sizeof header) != static_cast<std::int64_t>(sizeof header)) {
     error = "arquivo comprimido invalido";
     return false;
   }
-  const std::uint32_t chunk = U32(header + 12);
-  const std::uint64_t raw = U64(header + 16);
-  text += Format("ORVZ versao %u, algoritmo %u (%s)\n", U32(header + 4), U32(header + 8), AlgorithmName(U32(header + 8)));
+  const std::uint32_t chunk = LoadLe32(header + 12);
+  const std::uint64_t raw = LoadLe64(header + 16);
+  const std::uint32_t algorithm = LoadLe32(header + 8);
+  text += Format("ORVZ versao %u, algoritmo %u (%s)\n", LoadLe32(header + 4), algorithm, AlgorithmName(algorithm));
   text += Format("tamanho original %llu bytes, pedacos de %u bytes\n", static_cast<unsigned long long>(raw), chunk);
-  std::uint64_t chunks = 0, packed = 0, largest = 0, position = 24;
+  std::uint64_t chunks = 0, packed = 0, largest = 0, position = kOrvzHeaderSize;
   for (std::uint64_t written = 0; chunk > 0 && written < raw; written += chunk) {
     std::uint8_t length_bytes[4];
     if (!file.Seek(position) || file.ReadFull(length_bytes, 4) != 4) {
       text += "  (truncado antes do pedaco " + std::to_string(chunks) + ")\n";
       break;
     }
-    const std::uint32_t length = U32(length_bytes);
+    const std::uint32_t length = LoadLe32(length_bytes);
     ++chunks;
     packed += length;
     largest = std::max<std::uint64_t>(largest, length);
@@ -82,7 +81,7 @@ bool DescribeOrvb(File& file, std::int64_t file_size, std::string& text, std::st
     error = "arquivo em blocos truncado";
     return false;
   }
-  const std::uint64_t count = U32(head.data() + 24);
+  const std::uint64_t count = LoadLe32(head.data() + 24);
   if (static_cast<std::uint64_t>(file_size) < kOrvbHeaderSize + count * kOrvbEntrySize) {
     error = "tabela em blocos truncada";
     return false;

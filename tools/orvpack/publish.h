@@ -8,7 +8,7 @@
 #include <functional>
 #include <string>
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 
 struct PublishOptions {
   std::filesystem::path build;

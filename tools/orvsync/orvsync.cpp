@@ -1,11 +1,11 @@
 #include "tools/orvsync/orvsync.h"
 
+#include <cmath>
 #include <cstdio>
 #include <filesystem>
 #include <string>
 #include <system_error>
 
-#include "core/json.h"
 #include "core/paths.h"
 #include "tools/common/console.h"
 #include "update/progress.h"
@@ -31,44 +31,40 @@ class ProgressView {
  public:
   explicit ProgressView(bool json) : json_(json), terminal_(!json && StdoutIsTerminal()) {}
 
-  void Show(const std::string& message) {
-    JsonValue estado;
-    if (!ParseJson(message, estado)) return;
-    // The exit code follows the last phase in both output modes.
-    fase_ = estado.Find("fase").AsString("");
-    if (json_) {
-      std::printf("%s\n", message.c_str());
-      std::fflush(stdout);
-      return;
-    }
-    const std::string line = Line(estado);
+  // The status as fields; the exit code follows the last phase in both output modes.
+  void Show(const RunStatus& status) {
+    phase_ = status.phase;
+    if (json_) return;  // the message text is printed by ShowText
+    const std::string line = Line(status);
     if (terminal_) {
       std::printf("\r\x1b[2K%s", line.c_str());
-      if (IsFinal()) std::printf("\n");
-    } else if (estado.Find("texto").text != last_text_ || IsFinal()) {
+      if (IsFinalPhase(phase_)) std::printf("\n");
+    } else if (status.texto != last_text_ || IsFinalPhase(phase_)) {
       std::printf("%s\n", line.c_str());
     }
-    last_text_ = estado.Find("texto").text;
+    last_text_ = status.texto;
+    std::fflush(stdout);
+  }
+
+  // The page's message text, one line each with --json.
+  void ShowText(const std::string& message) const {
+    if (!json_) return;
+    std::printf("%s\n", message.c_str());
     std::fflush(stdout);
   }
 
   [[nodiscard]] int ExitCode() const {
-    if (fase_ == "pronto" || fase_ == "reiniciar") return 0;
-    if (fase_ == "desatualizado") return 1;
+    if (phase_ == RunPhase::kReady || phase_ == RunPhase::kRestarting) return 0;
+    if (phase_ == RunPhase::kOutdated) return 1;
     return 2;
   }
 
  private:
-  [[nodiscard]] bool IsFinal() const {
-    return fase_ == "pronto" || fase_ == "desatualizado" || fase_ == "parado" || fase_ == "erro" ||
-           fase_ == "reiniciar";
-  }
-
-  static std::string Line(const JsonValue& estado) {
-    std::string line = estado.Find("texto").AsString("");
-    const auto bytes = static_cast<std::uint64_t>(estado.Find("bytes").AsInt(0));
-    const auto total = static_cast<std::uint64_t>(estado.Find("bytesTotal").AsInt(0));
-    if (estado.Find("fase").text == "baixando" && total > 0) {
+  static std::string Line(const RunStatus& status) {
+    std::string line = status.texto;
+    const std::uint64_t bytes = status.bytes;
+    const std::uint64_t total = status.bytes_total;
+    if (status.phase == RunPhase::kDownloading && total > 0) {
       const double share = static_cast<double>(bytes) / static_cast<double>(total);
       const int filled = static_cast<int>(share * 30 + 0.5 > 30 ? 30 : share * 30 + 0.5);
       // Appended piece by piece: GCC 12 at -O3 misreads a chain of temporaries as overlapping copies.
@@ -79,7 +75,7 @@ class ProgressView {
       bar += line;
       bar += " — " + FormatMegabytes(bytes) + " / " + FormatMegabytes(total);
       line = std::move(bar);
-      const auto speed = static_cast<std::uint64_t>(estado.Find("velocidade").AsInt(0));
+      const auto speed = static_cast<std::uint64_t>(std::llround(status.velocidade));
       if (speed > 0) line += " — " + FormatMegabytes(speed) + "/s";
     }
     return line;
@@ -87,7 +83,8 @@ class ProgressView {
 
   bool json_;
   bool terminal_;
-  std::string fase_;
+  // A run that posts nothing counts as an error.
+  RunPhase phase_ = RunPhase::kError;
   std::string last_text_;
 };
 
@@ -122,7 +119,8 @@ int OrvsyncMain(const std::vector<std::string>& args) {
 
   ProgressView view(json);
   EngineState state;
-  state.progress_sink = [&view](const std::string& message) { view.Show(message); };
+  state.status_sink = [&view](const RunStatus& status) { view.Show(status); };
+  state.progress_sink = [&view](const std::string& message) { view.ShowText(message); };
   CancelOnInterrupt(&state.cancel_flag);
   UpdateEngine::Run(state, channel, positional[0] == "atualizar");
   return view.ExitCode();
