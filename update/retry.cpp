@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <array>
 
-#include "core/engine_state.h"
+#include "core/callbacks.h"
 #include "core/log.h"
 
 namespace {
