@@ -43,9 +43,9 @@ int main(int argc, char** argv) {
   // The update run hashes the installed blocks while it verifies; the time counts here too.
   const std::string installed_blocks =
       Sha256OfBlocks(PathFromUtf8(argv[2]), static_cast<std::uint32_t>(entry->bloco), nullptr);
-  const int result = BlockDeltaDownload(*entry, PathFromUtf8(argv[2]), installed_blocks, PathFromUtf8(argv[3]),
-                                        manifest.base, [&ranges](std::uint64_t n) { ranges += n; }, nullptr,
-                                        SystemClock(), reason);
+  const int result = BlockDeltaDownload(
+      *entry, PathFromUtf8(argv[2]), installed_blocks, PathFromUtf8(argv[3]), manifest.base,
+      [&ranges](std::uint64_t n) { ranges += n; }, nullptr, SystemClock(), reason);
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   if (result != 0) {
     std::fprintf(stderr, "BlockDeltaDownload: %s\n", reason.c_str());

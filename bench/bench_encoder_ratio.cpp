@@ -40,9 +40,10 @@ int main() {
     for (int level : {1, 6, 9}) {
       std::size_t ours = 0;
       const double s = BestSeconds(1, [&] {
-        ours = ChunkedSize(corpus.data, [&](const std::uint8_t* in, std::size_t raw, std::uint8_t* out, std::size_t cap) {
-          return EncodeXpressHuffStream(in, raw, out, cap, XpressHuffOptionsForLevel(level));
-        });
+        ours =
+            ChunkedSize(corpus.data, [&](const std::uint8_t* in, std::size_t raw, std::uint8_t* out, std::size_t cap) {
+              return EncodeXpressHuffStream(in, raw, out, cap, XpressHuffOptionsForLevel(level));
+            });
       });
       std::printf("  ours XPRESS_HUFF level %d   %6.2f%%  %6.1f MB/s\n", level, 100.0 * ours / n, n / 1e6 / s);
     }
@@ -51,9 +52,8 @@ int main() {
       if (wimlib_create_compressor(WIMLIB_COMPRESSION_TYPE_XPRESS, kChunk, level, &c) != 0) return 1;
       std::size_t peer = 0;
       const double s = BestSeconds(1, [&] {
-        peer = ChunkedSize(corpus.data, [&](const std::uint8_t* in, std::size_t raw, std::uint8_t* out, std::size_t cap) {
-          return wimlib_compress(in, raw, out, cap, c);
-        });
+        peer = ChunkedSize(corpus.data, [&](const std::uint8_t* in, std::size_t raw, std::uint8_t* out,
+                                            std::size_t cap) { return wimlib_compress(in, raw, out, cap, c); });
       });
       wimlib_free_compressor(c);
       std::printf("  wimlib XPRESS level %-3u    %6.2f%%  %6.1f MB/s\n", level, 100.0 * peer / n, n / 1e6 / s);
@@ -61,9 +61,11 @@ int main() {
     for (int level : {6, 9}) {
       std::vector<std::uint8_t> container;
       const double s = BestSeconds(1, [&] {
-        (void)EncodeBufferMode(kAlgorithmMszip, corpus.data.data(), corpus.data.size(), container, EncodeOptions{level});
+        (void)EncodeBufferMode(kAlgorithmMszip, corpus.data.data(), corpus.data.size(), container,
+                               EncodeOptions{level});
       });
-      std::printf("  ours MSZIP level %d         %6.2f%%  %6.1f MB/s\n", level, 100.0 * container.size() / n, n / 1e6 / s);
+      std::printf("  ours MSZIP level %d         %6.2f%%  %6.1f MB/s\n", level, 100.0 * container.size() / n,
+                  n / 1e6 / s);
     }
     std::vector<std::uint8_t> zout(compressBound(corpus.data.size()));
     uLongf zsize = zout.size();

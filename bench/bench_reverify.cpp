@@ -70,8 +70,8 @@ int main(int argc, char** argv) {
   const int count = argc > 1 ? std::atoi(argv[1]) : 10000;
   const std::size_t size = argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1048576;
   const char* tmp = std::getenv("TMPDIR");
-  const std::filesystem::path folder = argc > 3 ? std::filesystem::path(argv[3])
-                                                : std::filesystem::path(tmp ? tmp : "/tmp") / "orv-reverify";
+  const std::filesystem::path folder =
+      argc > 3 ? std::filesystem::path(argv[3]) : std::filesystem::path(tmp ? tmp : "/tmp") / "orv-reverify";
   std::filesystem::remove_all(folder);
   std::printf("preparing %d files of %zu bytes in %s\n", count, size, folder.c_str());
   const std::vector<ManifestEntry> entries = MakeInstallation(folder, count, size);
@@ -82,9 +82,10 @@ int main(int argc, char** argv) {
     cold = std::min(cold, TimeVerification(folder, entries));
     warm = std::min(warm, TimeVerification(folder, entries));
   }
-  std::printf("re-verification of %d files: cold %.3f s (every file hashed), warm %.4f s (cache hits only), "
-              "warm is %.0fx faster\n",
-              count, cold, warm, cold / warm);
+  std::printf(
+      "re-verification of %d files: cold %.3f s (every file hashed), warm %.4f s (cache hits only), "
+      "warm is %.0fx faster\n",
+      count, cold, warm, cold / warm);
   std::filesystem::remove_all(folder);
   return 0;
 }

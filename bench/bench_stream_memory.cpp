@@ -52,8 +52,7 @@ int DecodeInChild(const char* self, const char* kind, const std::string& source,
     if (expected.empty()) {
       execl(self, self, "decode", kind, source.c_str(), target.c_str(), static_cast<char*>(nullptr));
     } else {
-      execl(self, self, "decode", kind, source.c_str(), target.c_str(), expected.c_str(),
-            static_cast<char*>(nullptr));
+      execl(self, self, "decode", kind, source.c_str(), target.c_str(), expected.c_str(), static_cast<char*>(nullptr));
     }
     _exit(127);
   }

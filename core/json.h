@@ -18,9 +18,9 @@ struct JsonValue {
   JsonKind kind = JsonKind::Null;
   bool boolean = false;
   double number = 0.0;
-  std::string text;                                        // bytes as received, escapes decoded
-  std::vector<JsonValue> items;                            // Array elements, document order
-  std::vector<JsonMember> members;                         // Object members, document order, duplicates kept
+  std::string text;                 // bytes as received, escapes decoded
+  std::vector<JsonValue> items;     // Array elements, document order
+  std::vector<JsonMember> members;  // Object members, document order, duplicates kept
 
   // Trees are moved, never copied (a copy would recurse once per nesting level); the destructor
   // takes a tree apart without recursion.

@@ -8,8 +8,8 @@
 
 struct Channel {
   std::string id;
-  std::string nome;       // display name; also names the folder of every channel after the first
-  std::string manifesto;  // manifest URL
+  std::string nome;             // display name; also names the folder of every channel after the first
+  std::string manifesto;        // manifest URL
   std::filesystem::path pasta;  // computed by ChannelFolder, never read from the file
 };
 

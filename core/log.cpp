@@ -17,8 +17,8 @@ void Log(const char* format, ...) {
 
   const LocalTime now = LocalTimeNow();
   char line[2048 + 32];
-  const int length = std::snprintf(line, sizeof line, "[%04d-%02d-%02d %02d:%02d:%02d] %s\r\n", now.year,
-                                   now.month, now.day, now.hour, now.minute, now.second, message);
+  const int length = std::snprintf(line, sizeof line, "[%04d-%02d-%02d %02d:%02d:%02d] %s\r\n", now.year, now.month,
+                                   now.day, now.hour, now.minute, now.second, message);
   if (length <= 0) return;
 
   static std::mutex lock;

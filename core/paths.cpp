@@ -2,7 +2,6 @@
 
 #include <atomic>
 
-
 namespace {
 std::atomic<const FolderOverrides*> g_overrides{nullptr};
 }

@@ -19,9 +19,9 @@
 // read twice. Each reused block is still checked against its digest when it is copied. The .orvb's
 // table is not trusted: the bytes a run of blocks spans may not exceed the stored lengths it needs, and
 // every block must lie inside them, else "tabela em blocos invalida". A whole .orvb must decode to
-// "tamanho" bytes ("tabela em blocos nao bate com o manifesto" before anything is written). `progress` sees the range and
-// whole-file bytes and the final hash of the assembled file. Retries sleep through `clock`. Log lines
-// name the entry's "caminho".
+// "tamanho" bytes ("tabela em blocos nao bate com o manifesto" before anything is written). `progress` sees the range
+// and whole-file bytes and the final hash of the assembled file. Retries sleep through `clock`. Log lines name the
+// entry's "caminho".
 [[nodiscard]] int BlockDeltaDownload(const ManifestEntry& entry, const std::filesystem::path& installed,
                                      const std::string& installed_blocks, const std::filesystem::path& target,
                                      const std::string& base_url, const ProgressCallback& progress,

@@ -1,8 +1,8 @@
 #include "formats/orvb.h"
 
 #include <cstring>
-#include <optional>
 #include <new>
+#include <optional>
 
 #include "core/file.h"
 #include "formats/byte_buffer.h"

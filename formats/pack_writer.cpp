@@ -132,8 +132,7 @@ bool WriteOrvbFile(const std::filesystem::path& source_path, const std::filesyst
     StoreLe32(entry + 12, stored ? 1 : 0);
     offset += stored_length;
   }
-  if (!target.Seek(kOrvbHeaderSize) ||
-      !target.Write(head.data() + kOrvbHeaderSize, head.size() - kOrvbHeaderSize)) {
+  if (!target.Seek(kOrvbHeaderSize) || !target.Write(head.data() + kOrvbHeaderSize, head.size() - kOrvbHeaderSize)) {
     return Fail(error, "falha ao gravar (disco cheio?)");
   }
   return true;

@@ -13,8 +13,8 @@
 
 struct PackParameters {
   std::uint32_t algorithm = kAlgorithmXpressHuff;  // kAlgorithmMszip or kAlgorithmXpressHuff
-  std::uint32_t chunk_size = 1u << 20;              // ORVZ chunk or ORVB block size, 1 to 0x10000000
-  int level = 6;                                    // 1 (fastest) to 9 (smallest)
+  std::uint32_t chunk_size = 1u << 20;             // ORVZ chunk or ORVB block size, 1 to 0x10000000
+  int level = 6;                                   // 1 (fastest) to 9 (smallest)
 };
 
 // Writes `target` as ORVZ. Errors: "algoritmo de compressao nao suportado", "tamanho de bloco

@@ -50,12 +50,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
       }
       break;
     }
-    case 1:
-      (void)DecodeXpressHuffStream(in, in_size, out.data(), out.size());
-      break;
-    case 2:
-      (void)DecodeXpressStream(in, in_size, out.data(), out.size());
-      break;
+    case 1: (void)DecodeXpressHuffStream(in, in_size, out.data(), out.size()); break;
+    case 2: (void)DecodeXpressStream(in, in_size, out.data(), out.size()); break;
     case 3: {
       // The history is the first part of the output, the chunk decodes behind it.
       MszipDecoder decoder;

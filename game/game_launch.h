@@ -25,10 +25,10 @@ inline constexpr std::uint32_t kPauseBetweenStartsMs = 3000;
 inline constexpr std::uint32_t kPauseBeforeCloseMs = 500;
 
 struct LaunchJob {
-  std::filesystem::path executable;  // game folder + ORV2.exe
-  std::string arguments;             // empty, or " -windowed -ResX=<w> -ResY=<h>"
-  std::int32_t instances = 1;        // 1..4
-  std::filesystem::path game_folder; // also every game process's working folder
+  std::filesystem::path executable;   // game folder + ORV2.exe
+  std::string arguments;              // empty, or " -windowed -ResX=<w> -ResY=<h>"
+  std::int32_t instances = 1;         // 1..4
+  std::filesystem::path game_folder;  // also every game process's working folder
 };
 
 // The handler's part, on the UI thread: settles a pending install of `game_folder` (swap journal),

@@ -116,8 +116,8 @@ std::string GameSettingsJson(const GameSettings& s) {
                 "\"musica\":%d,\"som\":%d,\"instancias\":%d,\"idioma\":",
                 static_cast<int>(s.res_x), static_cast<int>(s.res_y), static_cast<int>(s.mode),
                 static_cast<int>(s.quality), static_cast<int>(s.shadows), static_cast<int>(s.effects),
-                static_cast<int>(s.master_volume), static_cast<int>(s.music_volume),
-                static_cast<int>(s.effects_volume), static_cast<int>(s.instances));
+                static_cast<int>(s.master_volume), static_cast<int>(s.music_volume), static_cast<int>(s.effects_volume),
+                static_cast<int>(s.instances));
   return std::string(buffer) + JsonQuote(s.language) + "}";
 }
 

@@ -70,8 +70,7 @@ struct Position {
   std::size_t last_filled = 0;  // the section's last non-blank line (the header at least)
 };
 
-Position Locate(std::string_view text, const std::vector<Line>& lines, std::string_view section,
-                std::string_view key) {
+Position Locate(std::string_view text, const std::vector<Line>& lines, std::string_view section, std::string_view key) {
   Position at;
   for (std::size_t i = 0; i < lines.size(); ++i) {
     const std::string_view content = Content(text, lines[i]);
@@ -106,8 +105,7 @@ std::optional<std::string> IniLookup(std::string_view text, std::string_view sec
   return std::string(Unquote(Trim(content.substr(content.find('=') + 1))));
 }
 
-std::string IniAssign(std::string_view text, std::string_view section, std::string_view key,
-                      std::string_view value) {
+std::string IniAssign(std::string_view text, std::string_view section, std::string_view key, std::string_view value) {
   const std::vector<Line> lines = SplitLines(text);
   const Position at = Locate(text, lines, section, key);
   std::string result;

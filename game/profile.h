@@ -14,10 +14,10 @@
 // result is cut to `capacity` - 1 characters (UTF-16 units on Windows, bytes elsewhere), as a
 // buffer of `capacity` characters would hold it. Texts are UTF-8.
 [[nodiscard]] std::string ReadIniValue(const std::filesystem::path& file, std::string_view section,
-                                            std::string_view key, std::string_view fallback, std::size_t capacity);
+                                       std::string_view key, std::string_view fallback, std::size_t capacity);
 
 // Sets [section] key = value, creating the file when it is missing (its folder must exist). False
 // when the file could not be written. An empty `file` (no known folder) reads the fallback and
 // writes nothing.
 bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
-                        std::string_view value);
+                   std::string_view value);

@@ -20,7 +20,7 @@ void KeepCharacters(std::string& text, std::size_t count) {
 }  // namespace
 
 std::string ReadIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
-                              std::string_view fallback, std::size_t capacity) {
+                         std::string_view fallback, std::size_t capacity) {
   std::string text;
   std::string value(fallback);
   if (ReadWholeFile(file, text)) {
@@ -32,7 +32,7 @@ std::string ReadIniValue(const std::filesystem::path& file, std::string_view sec
 }
 
 bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
-                        std::string_view value) {
+                   std::string_view value) {
   std::string text;
   if (PathExists(file) && !ReadWholeFile(file, text)) return false;
   return WriteWholeFile(file, IniAssign(text, section, key, value));

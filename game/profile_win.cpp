@@ -7,7 +7,7 @@
 #include "core/text.h"
 
 std::string ReadIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
-                              std::string_view fallback, std::size_t capacity) {
+                         std::string_view fallback, std::size_t capacity) {
   if (capacity == 0) return {};
   // An empty name would make the profile functions use a file in the Windows folder.
   if (file.empty()) return std::string(fallback).substr(0, capacity - 1);
@@ -21,7 +21,7 @@ std::string ReadIniValue(const std::filesystem::path& file, std::string_view sec
 }
 
 bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
-                        std::string_view value) {
+                   std::string_view value) {
   if (file.empty()) return false;
   const std::wstring wide_section = Utf8ToWide(section);
   const std::wstring wide_key = Utf8ToWide(key);

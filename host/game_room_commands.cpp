@@ -6,8 +6,7 @@
 #include "game/game_launch.h"
 #include "game/game_settings.h"
 
-GameRoomCommands::GameRoomCommands(EngineState& state, PageSink post_to_page, HostWindow& window,
-                                   GameRoomSeams seams)
+GameRoomCommands::GameRoomCommands(EngineState& state, PageSink post_to_page, HostWindow& window, GameRoomSeams seams)
     : state_(state), post_(std::move(post_to_page)), window_(window), seams_(std::move(seams)) {}
 
 void GameRoomCommands::Play(const Channel& channel) {

@@ -10,8 +10,8 @@
 
 namespace {
 
-constexpr std::size_t kMemoryBuffer = 64u << 10;    // manifest fetches
-constexpr std::size_t kMaxMemoryBody = 64u << 20;   // far above any real manifest
+constexpr std::size_t kMemoryBuffer = 64u << 10;     // manifest fetches
+constexpr std::size_t kMaxMemoryBody = 64u << 20;    // far above any real manifest
 constexpr std::size_t kTransferBuffer = 256u << 10;  // ranges and file downloads
 
 std::string RangeHeader(std::uint64_t first, std::uint64_t last) {

@@ -70,9 +70,8 @@ int OpenRequest(const std::string& url, const std::string& extra_headers, Reques
   WinHttpSetTimeouts(h.session.get(), 10000, 10000, 15000, 30000);
   h.connection.reset(WinHttpConnect(h.session.get(), parts.host.c_str(), parts.port, 0));
   if (h.connection) {
-    h.request.reset(WinHttpOpenRequest(h.connection.get(), L"GET", parts.path.c_str(), nullptr,
-                                       WINHTTP_NO_REFERER, WINHTTP_DEFAULT_ACCEPT_TYPES,
-                                       parts.secure ? WINHTTP_FLAG_SECURE : 0));
+    h.request.reset(WinHttpOpenRequest(h.connection.get(), L"GET", parts.path.c_str(), nullptr, WINHTTP_NO_REFERER,
+                                       WINHTTP_DEFAULT_ACCEPT_TYPES, parts.secure ? WINHTTP_FLAG_SECURE : 0));
   }
   if (!h.request) {
     reason = "conexao";
@@ -81,8 +80,7 @@ int OpenRequest(const std::string& url, const std::string& extra_headers, Reques
   const std::wstring headers = Utf8ToWide(extra_headers);
   const wchar_t* header_text = headers.empty() ? WINHTTP_NO_ADDITIONAL_HEADERS : headers.c_str();
   const DWORD header_length = headers.empty() ? 0 : static_cast<DWORD>(-1L);  // -1: null-terminated
-  const bool sent =
-      WinHttpSendRequest(h.request.get(), header_text, header_length, WINHTTP_NO_REQUEST_DATA, 0, 0, 0);
+  const bool sent = WinHttpSendRequest(h.request.get(), header_text, header_length, WINHTTP_NO_REQUEST_DATA, 0, 0, 0);
   if (!sent || !WinHttpReceiveResponse(h.request.get(), nullptr)) {
     reason = NoAnswerText(GetLastError());
     return 0;

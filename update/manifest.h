@@ -30,7 +30,7 @@ struct LauncherEntry {
 struct Manifest {
   std::string versao = "?";
   std::string servidor = "?";
-  std::string base;  // download prefix, always ending in "/"
+  std::string base;                     // download prefix, always ending in "/"
   std::vector<ManifestEntry> arquivos;  // accepted entries, manifest order
   std::uint64_t total_bytes = 0;        // sum of "tamanho" over the accepted entries
   LauncherEntry launcher;
@@ -38,7 +38,8 @@ struct Manifest {
 
 // Parses a manifest fetched from `manifest_url`. False when the text is not JSON or "arquivos" is not
 // an array, and, unparsed, when it nests deeper than 64 levels or holds more than 2 million values
-// (a tree of that would take gigabytes). Entries with an unsafe "caminho" (traversal, absolute, a NUL, naming ".atualizando" or
+// (a tree of that would take gigabytes). Entries with an unsafe "caminho" (traversal, absolute, a NUL, naming
+// ".atualizando" or
 // ".orvlauncher" or anything inside them, or a file an earlier entry already names) or a "sha256" that
 // is not 64 characters long are skipped with the log line "entrada ignorada: <caminho>"; an
 // inconsistent block variant is dropped.

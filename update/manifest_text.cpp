@@ -21,8 +21,8 @@ std::string EntryText(const ManifestEntry& entry) {
 }  // namespace
 
 std::string ManifestText(const Manifest& manifest) {
-  std::string text = "{\n  \"versao\": " + JsonQuote(manifest.versao) + ",\n  \"servidor\": " +
-                     JsonQuote(manifest.servidor) + ",\n";
+  std::string text =
+      "{\n  \"versao\": " + JsonQuote(manifest.versao) + ",\n  \"servidor\": " + JsonQuote(manifest.servidor) + ",\n";
   if (!manifest.base.empty()) text += "  \"base\": " + JsonQuote(manifest.base) + ",\n";
   if (manifest.launcher.present) {
     text += "  \"launcher\": {\"versao\": " + JsonQuote(manifest.launcher.versao) +

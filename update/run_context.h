@@ -27,7 +27,7 @@ struct RunContext {
   std::filesystem::path game;
   std::filesystem::path module_folder;  // where a self-update downloads the new launcher
   std::filesystem::path module_path;    // the running launcher, replaced by a self-update
-  std::filesystem::path data_folder;  // where troca.cmd is written
+  std::filesystem::path data_folder;    // where troca.cmd is written
   Manifest manifest;
   RunReporter reporter;
 

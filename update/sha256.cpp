@@ -8,7 +8,7 @@
 
 namespace {
 
-constexpr std::size_t kFileChunk = 4u << 20;  // whole-file reads
+constexpr std::size_t kFileChunk = 4u << 20;   // whole-file reads
 constexpr std::size_t kBlockDigestBytes = 16;  // block digests keep the first half of the SHA-256
 
 std::string HexLower(const std::uint8_t* bytes, std::size_t count) {

@@ -50,6 +50,5 @@ bool Sha256Digest::Update(const void* data, std::size_t size) {
 }
 
 bool Sha256Digest::Finish(Value& out) {
-  return state_ &&
-         BCRYPT_SUCCESS(BCryptFinishHash(state_->hash.get(), out.data(), static_cast<ULONG>(out.size()), 0));
+  return state_ && BCRYPT_SUCCESS(BCryptFinishHash(state_->hash.get(), out.data(), static_cast<ULONG>(out.size()), 0));
 }

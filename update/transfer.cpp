@@ -83,8 +83,9 @@ class EntryTransfer {
 
   bool Unpack(const std::filesystem::path& partial, const std::filesystem::path& unpacked) {
     const std::int32_t n = progress_.entry_count();
-    run_.reporter.Estado(RunPhase::kDownloading, "Descompactando " + std::to_string(index_ + 1) + "/" + std::to_string(n),
-                         index_ + 1, n, progress_.done(), progress_.planned());
+    run_.reporter.Estado(RunPhase::kDownloading,
+                         "Descompactando " + std::to_string(index_ + 1) + "/" + std::to_string(n), index_ + 1, n,
+                         progress_.done(), progress_.planned());
     std::string reason;
     if (DecompressOrvzFile(partial, unpacked, entry_.tamanho, run_.cancel(), reason)) return true;
     Log("descompactar %s falhou (%s)", entry_.caminho.c_str(), reason.c_str());
@@ -104,13 +105,15 @@ class EntryTransfer {
     return Fail(CorruptText());
   }
 
-  [[nodiscard]] std::string CorruptText() const { return "Arquivo corrompido no download (" + entry_.caminho + "). Tente de novo."; }
+  [[nodiscard]] std::string CorruptText() const {
+    return "Arquivo corrompido no download (" + entry_.caminho + "). Tente de novo.";
+  }
 
   // Sends the final message: the pause text whenever the flag is set, `text` otherwise.
   bool Fail(const std::string& text) {
     const bool paused = run_.Cancelled();
-    run_.reporter.Estado(paused ? RunPhase::kPaused : RunPhase::kError, paused ? kPauseText : text, index_, progress_.entry_count(),
-                         progress_.done(), progress_.planned());
+    run_.reporter.Estado(paused ? RunPhase::kPaused : RunPhase::kError, paused ? kPauseText : text, index_,
+                         progress_.entry_count(), progress_.done(), progress_.planned());
     return false;
   }
 

@@ -74,8 +74,8 @@ std::uint64_t BlockTransferEstimate(const ManifestEntry& entry, const std::strin
     if (!present.contains(std::string_view(entry.blocos).substr(k * 32, 32))) ++missing;
   }
   // bTamanho x missing first, then the division: dividing first loses a byte to rounding now and then.
-  const double estimate_bytes = static_cast<double>(entry.bTamanho) * static_cast<double>(missing) /
-                                static_cast<double>(count > 0 ? count : 1);
+  const double estimate_bytes =
+      static_cast<double>(entry.bTamanho) * static_cast<double>(missing) / static_cast<double>(count > 0 ? count : 1);
   const auto estimate = static_cast<std::uint64_t>(estimate_bytes);
   return estimate < 1 ? 1 : estimate;
 }

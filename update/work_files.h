@@ -6,11 +6,11 @@
 #include <array>
 #include <string_view>
 
-inline constexpr std::string_view kPartialSuffix = ".part";            // a whole file being downloaded
-inline constexpr std::string_view kOrvzPartialSuffix = ".orvz.part";   // its .orvz being downloaded
-inline constexpr std::string_view kUnpackedSuffix = ".descomp";        // the .orvz being unpacked
-inline constexpr std::string_view kAssembledSuffix = ".bloco";         // a file being put together block by block
-inline constexpr std::string_view kOrvbPartialSuffix = ".orvb.part";   // its whole .orvb being downloaded
+inline constexpr std::string_view kPartialSuffix = ".part";           // a whole file being downloaded
+inline constexpr std::string_view kOrvzPartialSuffix = ".orvz.part";  // its .orvz being downloaded
+inline constexpr std::string_view kUnpackedSuffix = ".descomp";       // the .orvz being unpacked
+inline constexpr std::string_view kAssembledSuffix = ".bloco";        // a file being put together block by block
+inline constexpr std::string_view kOrvbPartialSuffix = ".orvb.part";  // its whole .orvb being downloaded
 
 inline constexpr std::array<std::string_view, 5> kWorkFileSuffixes = {
     kPartialSuffix, kOrvzPartialSuffix, kUnpackedSuffix, kAssembledSuffix, kOrvbPartialSuffix};

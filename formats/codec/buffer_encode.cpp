@@ -62,15 +62,17 @@ bool EncodeBufferMode(std::uint32_t algorithm, const void* in_bytes, std::size_t
     MszipEncoder encoder(options.level);
     if (!encoder.Ready()) return false;
     bool previous_raw = false;
-    written = WriteChunks(in, size, block, out.data(), [&](std::size_t start, std::size_t raw, std::uint8_t* dst,
-                                                           std::size_t capacity) -> std::size_t {
-      // After a raw chunk no dictionary is used: whether a decoder keeps raw chunks in its history
-      // is not ours to know, and a chunk without references decodes either way.
-      const std::size_t dictionary = (start == 0 || previous_raw) ? 0 : (start < 32768 ? start : 32768);
-      const std::size_t packed = encoder.EncodeChunk(in + start - dictionary, dictionary, in + start, raw, dst, capacity);
-      previous_raw = packed == 0 || packed >= raw;
-      return packed;
-    });
+    written =
+        WriteChunks(in, size, block, out.data(),
+                    [&](std::size_t start, std::size_t raw, std::uint8_t* dst, std::size_t capacity) -> std::size_t {
+                      // After a raw chunk no dictionary is used: whether a decoder keeps raw chunks in its history
+                      // is not ours to know, and a chunk without references decodes either way.
+                      const std::size_t dictionary = (start == 0 || previous_raw) ? 0 : (start < 32768 ? start : 32768);
+                      const std::size_t packed =
+                          encoder.EncodeChunk(in + start - dictionary, dictionary, in + start, raw, dst, capacity);
+                      previous_raw = packed == 0 || packed >= raw;
+                      return packed;
+                    });
   } else {
     const XpressHuffEncoderOptions xpress = XpressHuffOptionsForLevel(options.level);
     written = WriteChunks(in, size, block, out.data(),

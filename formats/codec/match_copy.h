@@ -9,7 +9,8 @@
 
 // Copies `length` bytes from `distance` back to `out`. The caller has checked
 // distance <= bytes already written and out + length <= end.
-inline __attribute__((always_inline)) void CopyMatch(std::uint8_t* out, std::size_t distance, std::size_t length, std::uint8_t* end) {
+inline __attribute__((always_inline)) void CopyMatch(std::uint8_t* out, std::size_t distance, std::size_t length,
+                                                     std::uint8_t* end) {
   const auto room = static_cast<std::size_t>(end - out);
   if (distance == 1) {
     std::memset(out, out[-1], length);

@@ -32,8 +32,7 @@ std::size_t MszipEncoder::EncodeChunk(const std::uint8_t* dictionary, std::size_
   if (!Ready() || capacity < 3 || size > UINT_MAX || dictionary_size > 32 * 1024) return 0;
   z_stream& z = state_->stream;
   if (deflateReset(&z) != Z_OK) return 0;
-  if (dictionary_size > 0 &&
-      deflateSetDictionary(&z, dictionary, static_cast<uInt>(dictionary_size)) != Z_OK) {
+  if (dictionary_size > 0 && deflateSetDictionary(&z, dictionary, static_cast<uInt>(dictionary_size)) != Z_OK) {
     return 0;
   }
   out[0] = 'C';

@@ -115,8 +115,8 @@ struct BitReader {
     if (size >= 8 && pos <= size - 8) {
       const std::uint64_t v = LoadLe64(in + pos);
       // Four little-endian words, first word most significant.
-      const std::uint64_t words = ((v & 0xFFFF) << 48) | ((v & 0xFFFF0000) << 16) |
-                                  ((v >> 16) & 0xFFFF0000) | (v >> 48);
+      const std::uint64_t words =
+          ((v & 0xFFFF) << 48) | ((v & 0xFFFF0000) << 16) | ((v >> 16) & 0xFFFF0000) | (v >> 48);
       // The partial word that lands below the valid bits is the same word the next refill loads.
       bits |= words >> count;
       const unsigned loaded = (63 - count) >> 4;  // count stays below 64, a valid shift
@@ -217,7 +217,7 @@ inline __attribute__((always_inline)) void CopyMatchFast(std::uint8_t* o, std::s
 
 // One symbol from the bits held in registers (the fast loop's copy of BitReader::DecodeSymbol).
 inline __attribute__((always_inline)) std::uint32_t FastSymbol(const DecodeTable& table, std::uint64_t& bits,
-                                                              unsigned& count) {
+                                                               unsigned& count) {
   std::uint32_t e = table.main[bits >> (64 - kMainBits)];
   if (e & kSubtable) [[unlikely]] {
     bits <<= kMainBits;
@@ -250,8 +250,8 @@ inline __attribute__((always_inline)) bool DecodeFast(BitReader& r, const Decode
       // Whole words only, keeping 48..63 bits valid; the partial word landing below them is the
       // word the next refill loads at that place.
       const std::uint64_t v = LoadLe64(in + pos);
-      const std::uint64_t words = ((v & 0xFFFF) << 48) | ((v & 0xFFFF0000) << 16) |
-                                  ((v >> 16) & 0xFFFF0000) | (v >> 48);
+      const std::uint64_t words =
+          ((v & 0xFFFF) << 48) | ((v & 0xFFFF0000) << 16) | ((v >> 16) & 0xFFFF0000) | (v >> 48);
       bits |= words >> count;
       const unsigned loaded = (63 - count) >> 4;
       pos += 2 * loaded;
@@ -287,7 +287,8 @@ inline __attribute__((always_inline)) bool DecodeFast(BitReader& r, const Decode
     } else {
       length += 3;
     }
-    const std::size_t distance = (std::size_t{1} << distance_bits) | static_cast<std::size_t>((bits >> 1) >> (63 - distance_bits));
+    const std::size_t distance =
+        (std::size_t{1} << distance_bits) | static_cast<std::size_t>((bits >> 1) >> (63 - distance_bits));
     bits <<= distance_bits;
     count -= distance_bits;
     const auto room = static_cast<std::size_t>(end - o);
@@ -310,8 +311,7 @@ inline __attribute__((always_inline)) bool DecodeFast(BitReader& r, const Decode
 }
 }  // namespace
 
-bool DecodeXpressHuffStream(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out,
-                            std::size_t out_size) {
+bool DecodeXpressHuffStream(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t out_size) {
   DecodeTable table;
   std::uint8_t* o = out;
   std::uint8_t* const end = out + out_size;

@@ -7,14 +7,17 @@
 #include "core/paths.h"
 
 // The bytes come from ui/ at build time (see host/gtk/CMakeLists.txt: ORV_UI_DIR).
-#define ORV_EMBED(symbol, file)                                                  \
-  asm(".section .rodata\n"                                                       \
-      ".global " #symbol "\n" #symbol ":\n"                                      \
-      ".incbin \"" ORV_UI_DIR "/" file "\"\n"                                     \
-      ".global " #symbol "_end\n" #symbol "_end:\n"                              \
-      ".byte 0\n"                                                                \
-      ".previous\n");                                                            \
-  extern "C" const char symbol[];                                                \
+#define ORV_EMBED(symbol, file)           \
+  asm(".section .rodata\n"                \
+      ".global " #symbol "\n" #symbol     \
+      ":\n"                               \
+      ".incbin \"" ORV_UI_DIR "/" file    \
+      "\"\n"                              \
+      ".global " #symbol "_end\n" #symbol \
+      "_end:\n"                           \
+      ".byte 0\n"                         \
+      ".previous\n");                     \
+  extern "C" const char symbol[];         \
   extern "C" const char symbol##_end[];
 
 ORV_EMBED(orv_ui_index_html, "index.html")
@@ -25,9 +28,7 @@ ORV_EMBED(orv_ui_logo_png, "logo.png")
 
 namespace {
 
-std::span<const char> Bytes(const char* begin, const char* end) {
-  return {begin, static_cast<size_t>(end - begin)};
-}
+std::span<const char> Bytes(const char* begin, const char* end) { return {begin, static_cast<size_t>(end - begin)}; }
 
 const std::array<PageFile, 5>& Files() {
   static const std::array<PageFile, 5> files = {{

@@ -6,7 +6,7 @@
 #include <string_view>
 
 struct PageFile {
-  std::string_view name;   // "index.html", ...
+  std::string_view name;  // "index.html", ...
   std::span<const char> bytes;
 };
 

@@ -17,8 +17,8 @@ template <typename T>
 using GPtr = std::unique_ptr<T, GObjectDeleter>;
 
 bool IsNameChar(char ch) {
-  return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9') || ch == '.' ||
-         ch == '-' || ch == '_';
+  return (ch >= 'a' && ch <= 'z') || (ch >= 'A' && ch <= 'Z') || (ch >= '0' && ch <= '9') || ch == '.' || ch == '-' ||
+         ch == '_';
 }
 
 bool ParseNumber(std::string_view text, std::uint64_t& value) {
@@ -41,8 +41,8 @@ void Answer(WebKitURISchemeRequest* request, GInputStream* stream, std::uint64_t
   soup_message_headers_append(headers, "Accept-Ranges", "bytes");
   if (range) {
     webkit_uri_scheme_response_set_status(response.get(), 206, "Partial Content");
-    const std::string content_range = "bytes " + std::to_string(range->first) + "-" + std::to_string(range->last) +
-                                      "/" + std::to_string(size);
+    const std::string content_range =
+        "bytes " + std::to_string(range->first) + "-" + std::to_string(range->last) + "/" + std::to_string(size);
     soup_message_headers_append(headers, "Content-Range", content_range.c_str());
   }
   webkit_uri_scheme_response_set_http_headers(response.get(), headers);  // takes the headers
@@ -55,9 +55,9 @@ void Serve(WebKitURISchemeRequest* request, const std::filesystem::path& folder)
   const std::string path = (folder / *name).native();
   GPtr<GFile> file(g_file_new_for_path(path.c_str()));
   GPtr<GFileInputStream> stream(g_file_read(file.get(), nullptr, nullptr));
-  GPtr<GFileInfo> info(stream ? g_file_input_stream_query_info(stream.get(), G_FILE_ATTRIBUTE_STANDARD_SIZE,
-                                                               nullptr, nullptr)
-                              : nullptr);
+  GPtr<GFileInfo> info(
+      stream ? g_file_input_stream_query_info(stream.get(), G_FILE_ATTRIBUTE_STANDARD_SIZE, nullptr, nullptr)
+             : nullptr);
   if (!info) return Fail(request, "arquivo não encontrado");
   const auto size = static_cast<std::uint64_t>(g_file_info_get_size(info.get()));
 

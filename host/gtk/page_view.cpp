@@ -51,8 +51,8 @@ gboolean Deliver(gpointer data) {
   GVariantDict args;
   g_variant_dict_init(&args, nullptr);
   g_variant_dict_insert_value(&args, "texto", g_variant_new_string(text->c_str()));
-  webkit_web_view_call_async_javascript_function(g_view, kDeliverBody, -1, g_variant_dict_end(&args), nullptr,
-                                                 nullptr, nullptr, nullptr, nullptr);
+  webkit_web_view_call_async_javascript_function(g_view, kDeliverBody, -1, g_variant_dict_end(&args), nullptr, nullptr,
+                                                 nullptr, nullptr, nullptr);
   return G_SOURCE_REMOVE;
 }
 
@@ -100,11 +100,14 @@ gboolean SwallowCtrlScroll(GtkWidget*, GdkEventScroll* event, gpointer) {
 gboolean SwallowZoomKeys(GtkWidget*, GdkEventKey* event, gpointer) {
   if ((event->state & GDK_CONTROL_MASK) == 0) return FALSE;
   switch (event->keyval) {
-    case GDK_KEY_plus: case GDK_KEY_equal: case GDK_KEY_minus: case GDK_KEY_0:
-    case GDK_KEY_KP_Add: case GDK_KEY_KP_Subtract: case GDK_KEY_KP_0:
-      return TRUE;
-    default:
-      return FALSE;
+    case GDK_KEY_plus:
+    case GDK_KEY_equal:
+    case GDK_KEY_minus:
+    case GDK_KEY_0:
+    case GDK_KEY_KP_Add:
+    case GDK_KEY_KP_Subtract:
+    case GDK_KEY_KP_0: return TRUE;
+    default: return FALSE;
   }
 }
 
@@ -134,9 +137,9 @@ WebKitUserContentManager* MakeContentManager(PageMessageHandler on_message, cons
   WebKitUserContentManager* manager = webkit_user_content_manager_new();
   auto* handler = new PageMessageHandler(std::move(on_message));
   // Connected before the name is registered, so no early message is lost.
-  g_signal_connect_data(manager, "script-message-received::orvlauncher", G_CALLBACK(OnScriptMessage), handler,
-                        [](gpointer data, GClosure*) { delete static_cast<PageMessageHandler*>(data); },
-                        GConnectFlags(0));
+  g_signal_connect_data(
+      manager, "script-message-received::orvlauncher", G_CALLBACK(OnScriptMessage), handler,
+      [](gpointer data, GClosure*) { delete static_cast<PageMessageHandler*>(data); }, GConnectFlags(0));
   webkit_user_content_manager_register_script_message_handler(manager, kHandlerName);
   AddScript(manager, kBridgeScript, WEBKIT_USER_SCRIPT_INJECT_AT_DOCUMENT_START);
   AddVideoScript(manager, ui_folder);
@@ -145,9 +148,8 @@ WebKitUserContentManager* MakeContentManager(PageMessageHandler on_message, cons
 
 WebKitSettings* MakeSettings() {
   return webkit_settings_new_with_settings("enable-developer-extras", FALSE, "enable-back-forward-navigation-gestures",
-                                           FALSE, "javascript-can-open-windows-automatically", FALSE,
-                                           "enable-media", TRUE, "media-playback-requires-user-gesture", FALSE,
-                                           nullptr);
+                                           FALSE, "javascript-can-open-windows-automatically", FALSE, "enable-media",
+                                           TRUE, "media-playback-requires-user-gesture", FALSE, nullptr);
 }
 
 }  // namespace

@@ -200,9 +200,10 @@ HRESULT CreateWebView2Environment(LPCWSTR user_data_folder, WebView2EnvironmentC
   if (library == nullptr) return HRESULT_FROM_WIN32(GetLastError());
   using CreateFn = HRESULT(STDAPICALLTYPE*)(bool, int, PCWSTR, IUnknown*, WebView2EnvironmentCompleted*);
   using CanUnloadFn = HRESULT(STDAPICALLTYPE*)();
-  const auto create =
-      reinterpret_cast<CreateFn>(reinterpret_cast<void*>(GetProcAddress(library, "CreateWebViewEnvironmentWithOptionsInternal")));
-  const auto can_unload = reinterpret_cast<CanUnloadFn>(reinterpret_cast<void*>(GetProcAddress(library, "DllCanUnloadNow")));
+  const auto create = reinterpret_cast<CreateFn>(
+      reinterpret_cast<void*>(GetProcAddress(library, "CreateWebViewEnvironmentWithOptionsInternal")));
+  const auto can_unload =
+      reinterpret_cast<CanUnloadFn>(reinterpret_cast<void*>(GetProcAddress(library, "DllCanUnloadNow")));
   if (create == nullptr) {
     FreeLibrary(library);
     return HRESULT_FROM_WIN32(ERROR_PROC_NOT_FOUND);

@@ -6,8 +6,8 @@
 #pragma once
 
 #include <windows.h>
-#include <objbase.h>
 #include <eventtoken.h>
+#include <objbase.h>
 
 // COM objects are destroyed through Release, never through a destructor call, and a virtual
 // destructor would add a vtable slot: the warning about its absence does not apply here.
@@ -81,7 +81,7 @@ struct WebView2Controller : IUnknown {
   ORV_WV2_SLOT(21);
   ORV_WV2_SLOT(22);
   ORV_WV2_SLOT(23);
-  virtual HRESULT STDMETHODCALLTYPE Close() = 0;                           // 24
+  virtual HRESULT STDMETHODCALLTYPE Close() = 0;                            // 24
   virtual HRESULT STDMETHODCALLTYPE get_CoreWebView2(WebView2** view) = 0;  // 25
 };
 

@@ -71,9 +71,8 @@ void Browser::ListenToPage() {
   view_->add_WebMessageReceived(on_message.get(), &token);
   // Pop-ups never open: links leave the launcher only through the page's "abrir" command.
   auto on_new_window = MakeHandler<WebView2NewWindowHandler, WebView2*, WebView2NewWindowArgs*>(
-      kIidNewWindowHandler, [](WebView2*, WebView2NewWindowArgs* args) {
-        return args != nullptr ? args->put_Handled(TRUE) : S_OK;
-      });
+      kIidNewWindowHandler,
+      [](WebView2*, WebView2NewWindowArgs* args) { return args != nullptr ? args->put_Handled(TRUE) : S_OK; });
   view_->add_NewWindowRequested(on_new_window.get(), &token);
 }
 

@@ -44,16 +44,13 @@ LRESULT CALLBACK WindowProc(HWND window, UINT message, WPARAM wparam, LPARAM lpa
       StartSwapScript(*context->state);
       PostQuitMessage(0);
       return 0;
-    case WM_SIZE:
-      context->browser->Resize();
-      return 0;
+    case WM_SIZE: context->browser->Resize(); return 0;
     case kWmAppPostJson: {
       const std::unique_ptr<std::wstring> json(reinterpret_cast<std::wstring*>(lparam));
       if (json) context->browser->Deliver(json->c_str());
       return 0;
     }
-    default:
-      return DefWindowProcW(window, message, wparam, lparam);
+    default: return DefWindowProcW(window, message, wparam, lparam);
   }
 }
 
@@ -77,8 +74,8 @@ HWND CreateMainWindow(HINSTANCE instance, int show, EngineState& state, bool aut
   const int height = MulDiv(kHeight96, static_cast<int>(dpi), 96);
   const int x = (GetSystemMetrics(SM_CXSCREEN) - width) / 2;
   const int y = (GetSystemMetrics(SM_CYSCREEN) - height) / 2;
-  HWND window = CreateWindowExW(WS_EX_APPWINDOW, kClassName, L"Valdren", WS_POPUP | WS_SYSMENU | WS_MINIMIZEBOX, x,
-                                y, width, height, nullptr, nullptr, instance, &context);
+  HWND window = CreateWindowExW(WS_EX_APPWINDOW, kClassName, L"Valdren", WS_POPUP | WS_SYSMENU | WS_MINIMIZEBOX, x, y,
+                                width, height, nullptr, nullptr, instance, &context);
   g_main_window.store(window);
   ShowWindow(window, show);
   UpdateWindow(window);

@@ -14,7 +14,7 @@ struct UiResource {
 
 // In the order they are written.
 constexpr UiResource kUiResources[] = {
-    {L"UI_INDEX_HTML", L"index.html"}, {L"UI_APP_JS", L"app.js"},       {L"UI_ESTILO_CSS", L"estilo.css"},
+    {L"UI_INDEX_HTML", L"index.html"}, {L"UI_APP_JS", L"app.js"},     {L"UI_ESTILO_CSS", L"estilo.css"},
     {L"UI_ICONE_PNG", L"icone.png"},   {L"UI_LOGO_PNG", L"logo.png"},
 };
 

@@ -190,7 +190,7 @@ TEST(FileHelpers, FoldersAreMadeRemovedAndListed) {
   TempDir dir;
   EXPECT_TRUE(CreateFolder(dir / "Ação"));
   EXPECT_TRUE(CreateFolder(dir / "Ação"));  // already there is fine
-  EXPECT_FALSE(CreateFolder(dir / "x/y"));   // one level only
+  EXPECT_FALSE(CreateFolder(dir / "x/y"));  // one level only
   ASSERT_TRUE(CreateFolder(dir / "b"));
   WriteTestFile(dir / "b/arquivo.txt", "x");
   WriteTestFile(dir / "solto.txt", "x");

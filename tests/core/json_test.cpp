@@ -27,7 +27,7 @@ TEST(JsonParse, DocumentBoundariesAndBlanks) {
   EXPECT_FALSE(Parses(""));
   EXPECT_FALSE(Parses(" \t\r\n "));
   EXPECT_FALSE(Parses("\xEF\xBB\xBF{}"));  // a byte-order mark is not a blank
-  EXPECT_FALSE(Parses("\f{}"));           // nor is form feed
+  EXPECT_FALSE(Parses("\f{}"));            // nor is form feed
   EXPECT_FALSE(Parses("nullx"));
   EXPECT_FALSE(Parses("[truex]"));
   EXPECT_EQ(Parsed("null").kind, JsonKind::Null);
@@ -36,8 +36,8 @@ TEST(JsonParse, DocumentBoundariesAndBlanks) {
 }
 
 TEST(JsonParse, CommasAndSeparatorsAreStrict) {
-  for (const char* bad : {"[1,]", "{\"a\":1,}", "{,}", "[1 2]", "[,]", "{\"a\" 1}", "{1:2}", "[1", "{\"a\":1",
-                          "\"open", "{\"a\":}"}) {
+  for (const char* bad :
+       {"[1,]", "{\"a\":1,}", "{,}", "[1 2]", "[,]", "{\"a\" 1}", "{1:2}", "[1", "{\"a\":1", "\"open", "{\"a\":}"}) {
     EXPECT_FALSE(Parses(bad)) << bad;
   }
 }

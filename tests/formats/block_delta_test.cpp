@@ -69,7 +69,7 @@ std::uint64_t BodyBytes(const std::vector<AccessEntry>& requests) {
 struct Published {
   ManifestEntry entry;
   OrvbTable table;
-  std::string uri;  // URL path of the .orvb
+  std::string uri;   // URL path of the .orvb
   std::string name;  // "caminho" with forward slashes
 
   [[nodiscard]] std::string HeaderRange() const { return Range(0, 16 * table.blocks.size() + 27); }
@@ -118,10 +118,10 @@ class BlockDelta : public ::testing::Test {
     WriteTestFile(path, bytes);
     return path;
   }
-  [[nodiscard]] std::filesystem::path Target(const Published& p) const { return folders_.root() / (".atualizando/" + p.name); }
-  std::filesystem::path Beside(const Published& p, const char* suffix) const {
-    return WithSuffix(Target(p), suffix);
+  [[nodiscard]] std::filesystem::path Target(const Published& p) const {
+    return folders_.root() / (".atualizando/" + p.name);
   }
+  std::filesystem::path Beside(const Published& p, const char* suffix) const { return WithSuffix(Target(p), suffix); }
 
   // The installed file's block digests, as verification hands them over.
   static std::string Blocks(const Published& p, const std::filesystem::path& installed) {
@@ -130,8 +130,9 @@ class BlockDelta : public ::testing::Test {
 
   int Run(const Published& p, const std::filesystem::path& installed, const std::string& server_base) {
     error_ = "intocado";
-    return BlockDeltaDownload(p.entry, installed, Blocks(p, installed), Target(p), server_base + served_.UrlPath(""),
-                              [this](std::uint64_t n) { progress_ += n; }, &cancel_, clock_, error_);
+    return BlockDeltaDownload(
+        p.entry, installed, Blocks(p, installed), Target(p), server_base + served_.UrlPath(""),
+        [this](std::uint64_t n) { progress_ += n; }, &cancel_, clock_, error_);
   }
 
   void Arm(int requests, const std::string& directives, const Published& p) {
@@ -202,7 +203,7 @@ TEST_F(BlockDelta, FetchesOnlyTheBlocksThatAreNowhereInTheInstalledFile) {
     for (const AccessEntry& r : requests) EXPECT_EQ(r.status, 206);
     const std::uint64_t stored = p.Stored({3, 20, 21, 40});
     EXPECT_EQ(BodyBytes(requests), 684 + stored);  // header and table of 41 blocks, then the ranges
-    EXPECT_EQ(progress_, stored + fresh.size());  // the ranges (not the header), then the final hash
+    EXPECT_EQ(progress_, stored + fresh.size());   // the ranges (not the header), then the final hash
     EXPECT_NE(LogText().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
                              " bytes), o resto do instalado"),
               std::string::npos);
@@ -403,9 +404,9 @@ TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
   cancel_ = 0;
   clock_.sleeps_ms.clear();
   error_.clear();
-  EXPECT_EQ(BlockDeltaDownload(p.entry, installed, Blocks(p, installed), Target(p),
-                               fault_.base_url + served_.UrlPath(""),
-                               [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
+  EXPECT_EQ(BlockDeltaDownload(
+                p.entry, installed, Blocks(p, installed), Target(p), fault_.base_url + served_.UrlPath(""),
+                [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
             -1);
   EXPECT_EQ(error_, "cancelado");
   EXPECT_TRUE(PathExists(Beside(p, ".bloco")));
@@ -414,9 +415,9 @@ TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
   // Cancelled during a whole-file download: the .orvb.part is kept for the next run.
   cancel_ = 0;
   error_.clear();
-  EXPECT_EQ(BlockDeltaDownload(p.entry, folders_.root() / "jogo/nao-existe.pak", "", Target(p),
-                               nginx_.base_url + served_.UrlPath(""), [this](std::uint64_t) { cancel_ = 1; }, &cancel_,
-                               clock_, error_),
+  EXPECT_EQ(BlockDeltaDownload(
+                p.entry, folders_.root() / "jogo/nao-existe.pak", "", Target(p), nginx_.base_url + served_.UrlPath(""),
+                [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
             -1);
   EXPECT_EQ(error_, "cancelado");
   EXPECT_GT(FileSizeOf(Beside(p, ".orvb.part")), 0);
@@ -504,8 +505,8 @@ TEST_F(BlockDelta, UsesTheDigestsVerificationMadeAndStillChecksWhatItCopies) {
 
   // No digests handed over: nothing is reused although the file is there; every block comes.
   error_.clear();
-  ASSERT_EQ(BlockDeltaDownload(p.entry, installed, "", Target(p), nginx_.base_url + served_.UrlPath(""), {},
-                               &cancel_, clock_, error_),
+  ASSERT_EQ(BlockDeltaDownload(p.entry, installed, "", Target(p), nginx_.base_url + served_.UrlPath(""), {}, &cancel_,
+                               clock_, error_),
             0)
       << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);

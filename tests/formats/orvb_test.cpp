@@ -234,9 +234,9 @@ TEST_F(OrvbFileTest, CancelAndBlockErrorsStopTheDecode) {
   EXPECT_EQ(Decode(OrvbFile(kAlgorithmXpressHuff, 4, 10, {"abcd", "efgh", "ijkl"}, {1, 1, 1})),
             "bloco cru com tamanho errado");
   EXPECT_EQ(ReadTestFile(target_), "abcdefgh") << "the blocks before stay written";
-  EXPECT_EQ(Decode(OrvbFile(kAlgorithmXpressHuff, 4, 10, {"abcd", Container(kAlgorithmXpressHuff, "efg"), "ij"},
-                            {1, 0, 1})),
-            "bloco corrompido");
+  EXPECT_EQ(
+      Decode(OrvbFile(kAlgorithmXpressHuff, 4, 10, {"abcd", Container(kAlgorithmXpressHuff, "efg"), "ij"}, {1, 0, 1})),
+      "bloco corrompido");
 }
 
 TEST_F(OrvbFileTest, FailedWritesAreReported) {

@@ -41,11 +41,11 @@ TEST_F(OrvzTest, PublishedFilesRoundTrip) {
     std::string data;
   };
   const std::vector<Case> cases = {
-      {kAlgorithmXpressHuff, 65536, AsString(TextBytes(200000, 1))},   // short last chunk
+      {kAlgorithmXpressHuff, 65536, AsString(TextBytes(200000, 1))},      // short last chunk
       {kAlgorithmXpressHuff, 1 << 20, AsString(BinaryBytes(300000, 2))},  // one chunk
       {kAlgorithmMszip, 100000, AsString(TextBytes(250000, 3))},
-      {kAlgorithmMszip, 4096, AsString(RandomBytes(20000, 4))},       // raw-stored containers
-      {kAlgorithmXpressHuff, 7, "abcdefghijklmnopqrstu"},             // tiny chunks, exact multiple
+      {kAlgorithmMszip, 4096, AsString(RandomBytes(20000, 4))},  // raw-stored containers
+      {kAlgorithmXpressHuff, 7, "abcdefghijklmnopqrstu"},        // tiny chunks, exact multiple
       {kAlgorithmXpressHuff, 65536, ""},
   };
   for (const Case& c : cases) {

@@ -23,9 +23,10 @@ std::vector<std::uint8_t> RandomBytes(std::size_t size, std::uint32_t seed) {
 }
 
 std::vector<std::uint8_t> TextBytes(std::size_t size, std::uint32_t seed) {
-  static const char* const kWords[] = {"o", "jogo", "atualizar", "arquivo", "bloco", "de", "para", "que",
-                                       "launcher", "Valdren", "mundo", "espada", "dragao", "castelo", "rio",
-                                       "montanha", "e", "um", "uma", "servidor", "canal", "oficial", "teste"};
+  static const char* const kWords[] = {"o",      "jogo",     "atualizar", "arquivo",  "bloco", "de",
+                                       "para",   "que",      "launcher",  "Valdren",  "mundo", "espada",
+                                       "dragao", "castelo",  "rio",       "montanha", "e",     "um",
+                                       "uma",    "servidor", "canal",     "oficial",  "teste"};
   Rng rng{seed | 1};
   std::vector<std::uint8_t> out;
   out.reserve(size + 16);

@@ -82,13 +82,13 @@ TEST(WindowsVectors, CapacityBelowTheDecodedSizeFails) {
   const std::string container = Vector("xpress_huff.bin");
   std::vector<std::uint8_t> out(998);
   std::size_t decoded = 0;
-  EXPECT_FALSE(DecodeBufferMode(kAlgorithmXpressHuff, container.data(), container.size(), out.data(), out.size(),
-                                &decoded));
+  EXPECT_FALSE(
+      DecodeBufferMode(kAlgorithmXpressHuff, container.data(), container.size(), out.data(), out.size(), &decoded));
   EXPECT_EQ(decoded, 999u) << "the needed size is reported, as Decompress does";
   // A larger capacity is fine: the decoded size tells the caller what it got.
   out.resize(5000);
-  ASSERT_TRUE(DecodeBufferMode(kAlgorithmXpressHuff, container.data(), container.size(), out.data(), out.size(),
-                               &decoded));
+  ASSERT_TRUE(
+      DecodeBufferMode(kAlgorithmXpressHuff, container.data(), container.size(), out.data(), out.size(), &decoded));
   EXPECT_EQ(decoded, 999u);
 }
 
@@ -123,10 +123,9 @@ TEST(WindowsVectors, AContainerOfAnotherAlgorithmIsRefused) {
   const std::string container = Vector("xpress.bin");
   std::vector<std::uint8_t> out(999);
   std::size_t decoded = 0;
-  EXPECT_FALSE(DecodeBufferMode(kAlgorithmXpressHuff, container.data(), container.size(), out.data(), out.size(),
-                                &decoded));
-  EXPECT_FALSE(DecodeBufferMode(kAlgorithmLzms, container.data(), container.size(), out.data(), out.size(),
-                                &decoded));
+  EXPECT_FALSE(
+      DecodeBufferMode(kAlgorithmXpressHuff, container.data(), container.size(), out.data(), out.size(), &decoded));
+  EXPECT_FALSE(DecodeBufferMode(kAlgorithmLzms, container.data(), container.size(), out.data(), out.size(), &decoded));
 }
 
 TEST(Decompressor, CreationRefusesAlgorithmsWithoutADecoder) {

@@ -107,8 +107,8 @@ TEST(XpressHuffStream, MalformedStreamsFail) {
 TEST(XpressHuffStream, DamagedEncoderOutputFailsCleanly) {
   const std::vector<std::uint8_t> data = TextBytes(70000, 21);
   std::vector<std::uint8_t> stream(data.size());
-  const std::size_t n = EncodeXpressHuffStream(data.data(), data.size(), stream.data(), stream.size(),
-                                               XpressHuffOptionsForLevel(6));
+  const std::size_t n =
+      EncodeXpressHuffStream(data.data(), data.size(), stream.data(), stream.size(), XpressHuffOptionsForLevel(6));
   ASSERT_GT(n, 0u);
   stream.resize(n);
   std::vector<std::uint8_t> out(data.size());

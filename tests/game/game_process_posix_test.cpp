@@ -47,8 +47,8 @@ TEST(GameProcessPosix, StartsTheGameThroughWineInTheGameFolder) {
   const auto bin = dir / "bin";
   const auto record = dir / "registro.txt";
   WriteTestFile(bin / "wine", "#!/bin/sh\n{ for a in \"$@\"; do printf '[%s]\\n' \"$a\"; done; pwd; } > \"" +
-                                  record.native() + ".tmp\"\nmv \"" + record.native() + ".tmp\" \"" +
-                                  record.native() + "\"\n");
+                                  record.native() + ".tmp\"\nmv \"" + record.native() + ".tmp\" \"" + record.native() +
+                                  "\"\n");
   ASSERT_EQ(chmod((bin / "wine").c_str(), 0755), 0);
   const auto game = dir / "Jogo com espaço ção";
   ASSERT_TRUE(CreateFolder(game));
@@ -56,8 +56,8 @@ TEST(GameProcessPosix, StartsTheGameThroughWineInTheGameFolder) {
   const ScopedPath path("/nenhum:" + bin.native() + ":/usr/bin:/bin");
   std::uint32_t error = 0;
   ASSERT_TRUE(SystemGameProcessStarter().Start(game / "ORV2.exe", " -windowed -ResX=1920 -ResY=1080", game, error));
-  EXPECT_EQ(WaitForRecord(record), "[" + (game / "ORV2.exe").native() +
-                                       "]\n[-windowed]\n[-ResX=1920]\n[-ResY=1080]\n" + game.native() + "\n");
+  EXPECT_EQ(WaitForRecord(record),
+            "[" + (game / "ORV2.exe").native() + "]\n[-windowed]\n[-ResX=1920]\n[-ResY=1080]\n" + game.native() + "\n");
 
   std::filesystem::remove(record);
   ASSERT_TRUE(SystemGameProcessStarter().Start(game / "ORV2.exe", "", game, error));

@@ -72,9 +72,10 @@ TEST(GameCommandsBridge, SalvarConfigWithOnlyResXChangesOnlyTheWidth) {
       R"("efeitos":0,"geral":80,"musica":30,"som":70,"instancias":9,"idioma":"en-US"}})");
   rig.bridge.OnPageMessage(R"({"cmd":"config"})");
   EXPECT_EQ(rig.posted,
-            (std::vector<std::string>{kSaved, "{\"tipo\":\"config\",\"config\":{\"resX\":2560,\"resY\":1440,\"modo\":0,"
-                                              "\"qualidade\":3,\"sombras\":1,\"efeitos\":0,\"geral\":80,\"musica\":30,"
-                                              "\"som\":70,\"instancias\":4,\"idioma\":\"en-US\"}}"}));
+            (std::vector<std::string>{kSaved,
+                                      "{\"tipo\":\"config\",\"config\":{\"resX\":2560,\"resY\":1440,\"modo\":0,"
+                                      "\"qualidade\":3,\"sombras\":1,\"efeitos\":0,\"geral\":80,\"musica\":30,"
+                                      "\"som\":70,\"instancias\":4,\"idioma\":\"en-US\"}}"}));
 }
 
 TEST(GameCommandsBridge, SalvarConfigWithoutDadosStillSavesAndAnswers) {
@@ -97,7 +98,8 @@ TEST(GameCommandsBridge, JogarWithAPendingJournalReportsItsReason) {
   InstallGame(rig);
   ASSERT_TRUE(WriteWholeFile(JournalPath(rig.GameFolder()), "{\"trocas\":["));
   rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
-  EXPECT_EQ(rig.posted, std::vector<std::string>{"{\"tipo\":\"aviso\",\"texto\":\"Atualização pendente: diario corrompido\"}"});
+  EXPECT_EQ(rig.posted,
+            std::vector<std::string>{"{\"tipo\":\"aviso\",\"texto\":\"Atualização pendente: diario corrompido\"}"});
   EXPECT_TRUE(rig.workers.empty());
 }
 
@@ -134,7 +136,8 @@ TEST(GameCommandsBridge, JogarAnswersAtOnceAndTheWorkerStartsTheGame) {
 }
 
 TEST(GameLaunch, InstanceCountIsClampedAndModeZeroHasNoArguments) {
-  const std::pair<const char*, size_t> counts[] = {{"7", 4}, {"9", 4}, {"0", 1}, {"-1", 1}, {"3", 3}, {"1", 1}, {"2.9", 2}};
+  const std::pair<const char*, size_t> counts[] = {{"7", 4}, {"9", 4}, {"0", 1},  {"-1", 1},
+                                                   {"3", 3}, {"1", 1}, {"2.9", 2}};
   for (const auto& [written, starts] : counts) {
     SCOPED_TRACE(written);
     LaunchRig rig;

@@ -126,7 +126,8 @@ TEST_F(GameSettingsTest, SaveWritesEveryKeyAndClampsOnlyTheInstances) {
   s.music_volume = 0;
   s.effects_volume = 10;
   s.language = "ja-JP";
-  for (const auto& [instances, saved] : std::vector<std::pair<int, const char*>>{{9, "4"}, {0, "1"}, {-3, "1"}, {3, "3"}}) {
+  for (const auto& [instances, saved] :
+       std::vector<std::pair<int, const char*>>{{9, "4"}, {0, "1"}, {-3, "1"}, {3, "3"}}) {
     s.instances = instances;
     EXPECT_TRUE(SaveGameSettings(s));
     EXPECT_EQ(Read(LauncherIniPath(), "Launcher", "Instancias"), saved) << instances;

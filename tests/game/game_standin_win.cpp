@@ -9,8 +9,8 @@
 namespace {
 
 std::string Utf8(const std::wstring& wide) {
-  const int size = WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), static_cast<int>(wide.size()), nullptr, 0, nullptr,
-                                       nullptr);
+  const int size =
+      WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), static_cast<int>(wide.size()), nullptr, 0, nullptr, nullptr);
   std::string text(static_cast<size_t>(size), '\0');
   WideCharToMultiByte(CP_UTF8, 0, wide.c_str(), static_cast<int>(wide.size()), text.data(), size, nullptr, nullptr);
   return text;
@@ -22,7 +22,8 @@ void InstallRuntime() {
                       KEY_WRITE | KEY_WOW64_64KEY, nullptr, &key, nullptr) != ERROR_SUCCESS) {
     return;
   }
-  const std::pair<const wchar_t*, DWORD> values[] = {{L"Installed", 1}, {L"Major", 14}, {L"Minor", 50}, {L"Bld", 35719}};
+  const std::pair<const wchar_t*, DWORD> values[] = {
+      {L"Installed", 1}, {L"Major", 14}, {L"Minor", 50}, {L"Bld", 35719}};
   for (const auto& [name, value] : values) {
     RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
   }

@@ -62,10 +62,12 @@ class FixedPrerequisites final : public PrerequisiteSystem {
 struct LaunchRig {
   explicit LaunchRig(GameProcessStarter* processes_override = nullptr)
       : config(LauncherConfigFromText("{}", folders.root() / "Jogo")),
-        game(state, [this](const std::string& m) { posted.push_back(m); }, window,
-             GameRoomSeams{&prerequisites, processes_override != nullptr ? processes_override : &starter,
-                           [this](std::function<void()> work) { workers.push_back(std::move(work)); }}),
-        bridge(config, state, false, [this](const std::string& m) { posted.push_back(m); }, window, runs, game) {
+        game(
+            state, [this](const std::string& m) { posted.push_back(m); }, window,
+            GameRoomSeams{&prerequisites, processes_override != nullptr ? processes_override : &starter,
+                          [this](std::function<void()> work) { workers.push_back(std::move(work)); }}),
+        bridge(
+            config, state, false, [this](const std::string& m) { posted.push_back(m); }, window, runs, game) {
     state.clock = &clock;
   }
   [[nodiscard]] std::filesystem::path GameFolder() const { return config.canais.at(0).pasta; }

@@ -47,9 +47,9 @@ TEST(VcRuntimeVersion, AtLeast14_50_35719AndInstalled) {
     bool current;
   };
   const Case cases[] = {
-      {{1, 14, 50, 35718}, false}, {{1, 14, 50, 35719}, true}, {{1, 14, 51, 0}, true},  {{1, 15, 0, 0}, true},
-      {{1, 14, 49, 99999}, false}, {{1, 13, 99, 99999}, false}, {{0, 15, 0, 0}, false}, {{2, 15, 0, 0}, false},
-      {{1, 14, 50, 40000}, true},
+      {{1, 14, 50, 35718}, false}, {{1, 14, 50, 35719}, true},  {{1, 14, 51, 0}, true},
+      {{1, 15, 0, 0}, true},       {{1, 14, 49, 99999}, false}, {{1, 13, 99, 99999}, false},
+      {{0, 15, 0, 0}, false},      {{2, 15, 0, 0}, false},      {{1, 14, 50, 40000}, true},
   };
   for (const Case& c : cases) {
     EXPECT_EQ(VcRuntimeIsCurrent(c.values), c.current)
@@ -86,8 +86,9 @@ TEST_F(InstallTest, ScriptHoldsExactlyTheMissingInstallers) {
             PathToUtf8(JoinRelative(game_, "Engine/Extras/Redist/en-us/vc_redist.x64.exe")));
   EXPECT_EQ(PathToUtf8(GameInputInstaller(game_)),
             PathToUtf8(JoinRelative(game_, "Engine/Extras/Redist/en-us/GameInputRedist.msi")));
-  EXPECT_EQ(PrerequisiteScript(game_, kNone), "@echo off\r\n\"" + vc + "\" /install /quiet /norestart\r\nmsiexec /i \"" +
-                                                  input + "\" /quiet /norestart\r\n");
+  EXPECT_EQ(
+      PrerequisiteScript(game_, kNone),
+      "@echo off\r\n\"" + vc + "\" /install /quiet /norestart\r\nmsiexec /i \"" + input + "\" /quiet /norestart\r\n");
   EXPECT_EQ(PrerequisiteScript(game_, kOnlyInput), "@echo off\r\n\"" + vc + "\" /install /quiet /norestart\r\n");
   EXPECT_EQ(PrerequisiteScript(game_, kOnlyVc), "@echo off\r\nmsiexec /i \"" + input + "\" /quiet /norestart\r\n");
 }

@@ -91,8 +91,8 @@ TEST_F(PageFolder, BuiltInFilesAreWrittenToTheDataFolderOverOldOnesKeepingOthers
   WriteTestFile(data_ui_ / "index.html", "velho");
   WriteTestFile(data_ui_ / "fundo.mp4", "video");
   EXPECT_EQ(ExtractUiFiles(), data_ui_);
-  EXPECT_EQ(ReadTestFile(data_ui_ / "index.html"), std::string(BuiltInPageFile("index.html").data(),
-                                                               BuiltInPageFile("index.html").size()));
+  EXPECT_EQ(ReadTestFile(data_ui_ / "index.html"),
+            std::string(BuiltInPageFile("index.html").data(), BuiltInPageFile("index.html").size()));
   EXPECT_EQ(ReadTestFile(data_ui_ / "logo.png").size(), BuiltInPageFile("logo.png").size());
   EXPECT_EQ(ReadTestFile(data_ui_ / "fundo.mp4"), "video");
 }

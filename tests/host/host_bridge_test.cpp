@@ -57,8 +57,8 @@ class FakeGame final : public GameCommands {
 struct BridgeRig {
   explicit BridgeRig(const std::string& config_text, bool auto_mode = false)
       : config(LauncherConfigFromText(config_text, folders.root() / "Jogo")),
-        bridge(config, state, auto_mode, [this](const std::string& m) { posted.push_back(m); }, window, runs,
-               game) {}
+        bridge(
+            config, state, auto_mode, [this](const std::string& m) { posted.push_back(m); }, window, runs, game) {}
 
   ScopedFolders folders;
   LauncherConfig config;
@@ -83,7 +83,8 @@ TEST(HostBridge, ProntoAnswersInicioExactlyThenStartsAVerification) {
   ASSERT_EQ(rig.posted.size(), 1u);  // no settings yet: no "config"
   EXPECT_EQ(rig.posted[0],
             "{\"tipo\":\"inicio\",\"versaoLauncher\":\"1.2.5\",\"canais\":[{\"id\":\"oficial\",\"nome\":\"Oficial\"}],"
-            "\"canal\":0,\"pasta\":" + JsonQuote(pasta) + ",\"discord\":\"\",\"site\":\"\"}");
+            "\"canal\":0,\"pasta\":" +
+                JsonQuote(pasta) + ",\"discord\":\"\",\"site\":\"\"}");
   ASSERT_EQ(rig.runs.started.size(), 1u);
   EXPECT_FALSE(rig.runs.started[0].apply);
   EXPECT_EQ(rig.runs.started[0].channel.id, "oficial");
@@ -177,7 +178,8 @@ TEST(HostBridge, EscolherPastaSavesRecomputesAndVerifies) {
   EXPECT_EQ(rig.config.canais[1].pasta, WithSuffix(chosen, " (Teste)"));
   EXPECT_EQ(rig.config.canais[2].pasta, WithSuffix(chosen, " (PBE)"));
   ASSERT_EQ(rig.posted.size(), 2u);
-  EXPECT_EQ(rig.posted[0], "{\"tipo\":\"pasta\",\"pasta\":" + JsonQuote(PathToUtf8(WithSuffix(chosen, " (Teste)"))) + "}");
+  EXPECT_EQ(rig.posted[0],
+            "{\"tipo\":\"pasta\",\"pasta\":" + JsonQuote(PathToUtf8(WithSuffix(chosen, " (Teste)"))) + "}");
   EXPECT_EQ(rig.posted[1], "{\"tipo\":\"aviso\",\"texto\":\"Pasta de instalação atualizada.\"}");
   ASSERT_EQ(rig.runs.started.size(), 1u);
   EXPECT_FALSE(rig.runs.started[0].apply);
@@ -222,9 +224,9 @@ TEST(HostBridge, WindowCommandsAndLinks) {
 
 TEST(HostBridge, MalformedMessagesAreDroppedWithoutAWord) {
   BridgeRig rig("{}");
-  for (const char* bad : {"", "pronto", "{\"cmd\":\"pronto\"", R"({"cmd":"PRONTO"})", R"({"cmd":"pronto "})",
-                          R"({"cmd":5})", R"({"comando":"pronto"})", R"(["pronto"])", R"("pronto")",
-                          R"({"cmd":"desconhecido"})", R"({"cmd":null})"}) {
+  for (const char* bad :
+       {"", "pronto", "{\"cmd\":\"pronto\"", R"({"cmd":"PRONTO"})", R"({"cmd":"pronto "})", R"({"cmd":5})",
+        R"({"comando":"pronto"})", R"(["pronto"])", R"("pronto")", R"({"cmd":"desconhecido"})", R"({"cmd":null})"}) {
     rig.bridge.OnPageMessage(bad);
   }
   EXPECT_TRUE(rig.posted.empty());
@@ -259,7 +261,8 @@ TEST(HostBridge, WithoutAGameRoomItsCommandsAreDropped) {
   FakeRuns runs;
   GameCommands none;
   std::vector<std::string> posted;
-  HostBridge bridge(config, state, false, [&](const std::string& m) { posted.push_back(m); }, window, runs, none);
+  HostBridge bridge(
+      config, state, false, [&](const std::string& m) { posted.push_back(m); }, window, runs, none);
   bridge.OnPageMessage(R"({"cmd":"jogar"})");
   bridge.OnPageMessage(R"({"cmd":"config"})");
   bridge.OnPageMessage(R"({"cmd":"salvarConfig","dados":{"resX":1}})");

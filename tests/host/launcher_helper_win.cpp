@@ -27,8 +27,8 @@ std::wstring Arguments() {
 // Appends one UTF-8 line.
 void Note(const std::wstring& path, const std::wstring& text) {
   char line[2048];
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), line,
-                                       sizeof(line) - 1, nullptr, nullptr);
+  const int size = WideCharToMultiByte(CP_UTF8, 0, text.c_str(), static_cast<int>(text.size()), line, sizeof(line) - 1,
+                                       nullptr, nullptr);
   line[size] = '\n';
   if (FILE* file = _wfopen(path.c_str(), L"ab")) {
     std::fwrite(line, 1, static_cast<size_t>(size) + 1, file);

@@ -55,8 +55,8 @@ std::string ReadOr(const fs::path& path, std::string fallback = "") {
 
 // Reads a file another process is appending to, without ever blocking its writes.
 std::string ReadShared(const fs::path& path) {
-  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE,
-                            nullptr, OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
+  HANDLE file = CreateFileW(path.c_str(), GENERIC_READ, FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE, nullptr,
+                            OPEN_EXISTING, FILE_ATTRIBUTE_NORMAL, nullptr);
   if (file == INVALID_HANDLE_VALUE) return {};
   std::string text;
   char buffer[65536];
@@ -288,13 +288,14 @@ std::optional<std::string> SettingsOfTheGameRoom() {
     void OpenUrl(const std::string&) override {}
   } window;
   EngineState state;
-  GameRoomCommands game(state, [](const std::string&) {}, window);
+  GameRoomCommands game(
+      state, [](const std::string&) {}, window);
   return game.SettingsJson();
 }
 
 const Files kVersion1 = {{"jogo.exe", std::string(70000, 'a') + "v1"}, {"dados/mapa.pak", "mapa 1"}};
-const Files kVersion2 = {{"jogo.exe", std::string(70000, 'a') + "v2"}, {"dados/mapa.pak", "mapa 1"},
-                         {"dados/nova área.txt", "novo"}};
+const Files kVersion2 = {
+    {"jogo.exe", std::string(70000, 'a') + "v2"}, {"dados/mapa.pak", "mapa 1"}, {"dados/nova área.txt", "novo"}};
 
 // ---- The executable's resources
 
@@ -507,7 +508,8 @@ TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndSavesOnlyAChosenFolder) {
   PostMessageW(picker, WM_COMMAND, IDOK, 0);
   ASSERT_TRUE(WaitUntil([&] { return Delivered().size() >= 3; }));
   const std::vector<std::string> messages = Delivered();
-  EXPECT_EQ(messages[0], R"({"tipo":"pasta","pasta":)" + JsonQuote(PathToUtf8(ChannelFolder(chosen, 0, "Teste"))) + "}");
+  EXPECT_EQ(messages[0],
+            R"({"tipo":"pasta","pasta":)" + JsonQuote(PathToUtf8(ChannelFolder(chosen, 0, "Teste"))) + "}");
   EXPECT_EQ(messages[1], kAvisoPastaAtualizada);
   EXPECT_NE(messages[2].find(R"("tipo":"estado")"), std::string::npos);
   EXPECT_EQ(GameFolderFromText(ReadOr(data_ / "pastajogo.txt")), chosen);
@@ -566,8 +568,8 @@ TEST_F(LauncherTest, ExtractedPageIsRewrittenAtEveryStartUnlessAUiFolderSitsBesi
   WriteTestFile(data_ / "ui" / "index.html", "mudado de novo");
   Start();
   ASSERT_TRUE(WaitForCall("view.Navigate"));
-  EXPECT_TRUE(WaitForCall("view.SetVirtualHostNameToFolderMapping app.orvlauncher.invalid " +
-                          PathToUtf8(app_ / "ui") + " 2"));
+  EXPECT_TRUE(
+      WaitForCall("view.SetVirtualHostNameToFolderMapping app.orvlauncher.invalid " + PathToUtf8(app_ / "ui") + " 2"));
   EXPECT_EQ(ReadOr(data_ / "ui" / "index.html"), "mudado de novo");
   Command(R"({"cmd":"fechar"})");
   EXPECT_EQ(WaitExit(), 0);

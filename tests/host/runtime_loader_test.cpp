@@ -68,18 +68,17 @@ std::wstring View(Scope scope) { return scope == Scope::kMachine64 ? L" /reg:64"
 
 void Register(Scope scope, const wchar_t* channel, const fs::path& folder, const std::wstring& pv) {
   const std::wstring base = Root(scope) + L"\\Software\\Microsoft\\EdgeUpdate\\";
-  Reg(L"add " + Quoted(base + L"ClientState\\" + channel) + L" /v EBWebView /t REG_SZ /d " +
-      Quoted(folder.wstring()) + L" /f" + View(scope));
+  Reg(L"add " + Quoted(base + L"ClientState\\" + channel) + L" /v EBWebView /t REG_SZ /d " + Quoted(folder.wstring()) +
+      L" /f" + View(scope));
   if (pv != L"-") {
-    Reg(L"add " + Quoted(base + L"Clients\\" + channel) + L" /v pv /t REG_SZ /d " + Quoted(pv) + L" /f" +
-        View(scope));
+    Reg(L"add " + Quoted(base + L"Clients\\" + channel) + L" /v pv /t REG_SZ /d " + Quoted(pv) + L" /f" + View(scope));
   }
 }
 
 void Policy(const std::wstring& root, const std::wstring& policy, const std::wstring& name, const std::wstring& type,
             const std::wstring& value) {
-  Reg(L"add " + Quoted(root + L"\\Software\\Policies\\Microsoft\\Edge\\WebView2\\" + policy) + L" /v " +
-      Quoted(name) + L" /t " + type + L" /d " + Quoted(value) + L" /f");
+  Reg(L"add " + Quoted(root + L"\\Software\\Policies\\Microsoft\\Edge\\WebView2\\" + policy) + L" /v " + Quoted(name) +
+      L" /t " + type + L" /d " + Quoted(value) + L" /f");
 }
 
 void DeleteTree(HKEY root, const wchar_t* path, REGSAM view) {

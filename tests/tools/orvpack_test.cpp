@@ -40,10 +40,10 @@ std::string Pack(std::size_t size) {
 
 const std::vector<std::pair<std::string, std::string>>& BuildFiles() {
   static const std::vector<std::pair<std::string, std::string>> files{
-      {"leia-me.txt", Text(800)},                        // compresses: .orvz
-      {"bin/motor.dll", NoiseBytes(5000, 3)},                 // does not: plain only
-      {"mapas/região/mundo.pak", Pack(300000)},          // above --bloco-minimo: .orvb
-      {"mapas/região/árvore ç.cfg", "largura=3\n"},      // tiny, non-ASCII name
+      {"leia-me.txt", Text(800)},                    // compresses: .orvz
+      {"bin/motor.dll", NoiseBytes(5000, 3)},        // does not: plain only
+      {"mapas/região/mundo.pak", Pack(300000)},      // above --bloco-minimo: .orvb
+      {"mapas/região/árvore ç.cfg", "largura=3\n"},  // tiny, non-ASCII name
       {"vazio.dat", ""},
   };
   return files;

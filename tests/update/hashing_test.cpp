@@ -9,8 +9,12 @@
 namespace {
 
 constexpr std::size_t kChunk = 4u << 20;
-constexpr char kEmptyDigest[] = "e3b0c44298fc1c149afbf4c8996fb924" "27ae41e4649b934ca495991b7852b855";
-constexpr char kAbcDigest[] = "ba7816bf8f01cfea414140de5dae2223" "b00361a396177a9cb410ff61f20015ad";
+constexpr char kEmptyDigest[] =
+    "e3b0c44298fc1c149afbf4c8996fb924"
+    "27ae41e4649b934ca495991b7852b855";
+constexpr char kAbcDigest[] =
+    "ba7816bf8f01cfea414140de5dae2223"
+    "b00361a396177a9cb410ff61f20015ad";
 
 // Bytes that differ from one 4 KiB stretch to the next, so a misplaced chunk changes the digest.
 std::string Pattern(std::size_t size) {
@@ -62,7 +66,9 @@ TEST(Sha256OfFile, CancelGivesNoDigest) {
   // Raised while the first chunk is reported: the next chunk is not hashed.
   cancel = 0;
   int calls = 0;
-  EXPECT_EQ(Sha256OfFile(dir / "longo", [&](std::uint64_t) { ++calls, cancel = 1; }, &cancel), "");
+  EXPECT_EQ(Sha256OfFile(
+                dir / "longo", [&](std::uint64_t) { ++calls, cancel = 1; }, &cancel),
+            "");
   EXPECT_EQ(calls, 1);
 }
 

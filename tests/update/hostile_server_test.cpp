@@ -140,10 +140,10 @@ class HostileServer : public ::testing::Test {
 
   void Arm(int k, const std::string& directives, const std::string& name) {
     std::string body, reason;
-    ASSERT_EQ(FetchToMemory(fault_.base_url + "/arm/" + std::to_string(k) + "/" + directives +
-                                Escaped(served_.UrlPath(name)),
-                            body, reason),
-              200)
+    ASSERT_EQ(
+        FetchToMemory(fault_.base_url + "/arm/" + std::to_string(k) + "/" + directives + Escaped(served_.UrlPath(name)),
+                      body, reason),
+        200)
         << reason;
   }
   static std::string TakeLog() {
@@ -202,14 +202,14 @@ class HostileServer : public ::testing::Test {
   std::set<std::string> outside_before_;
 };
 
-
 TEST_F(HostileServer, APauseIsNotAFailedAttempt) {
   // One file of each kind; the block file differs from the installed one in three separate blocks,
   // so its missing blocks come in three range requests.
   const std::string old_big = CompressibleBytes(40 * kBlock, 3);
   std::string new_big = old_big;
   for (const std::size_t block : {5, 15, 25}) new_big.replace(block * kBlock, 100, 100, 'Z');
-  const std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(700000, 1)}, {"b.pak", CompressibleBytes(500000, 2)}, {"c.pak", old_big}};
+  const std::vector<GameFile> v1 = {
+      {"a.pak", CompressibleBytes(700000, 1)}, {"b.pak", CompressibleBytes(500000, 2)}, {"c.pak", old_big}};
   const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(700000, 11), Variant::kPlain},
                                     {"b.pak", CompressibleBytes(500000, 12), Variant::kOrvz},
                                     {"c.pak", new_big, Variant::kOrvb}};
@@ -269,7 +269,8 @@ TEST_F(HostileServer, ABackOffWakesAtThePause) {
 }
 
 TEST_F(HostileServer, AnExceptionEndsTheRunWithOneError) {
-  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(400000, 31)}, {"b.pak", CompressibleBytes(300000, 32), Variant::kOrvz}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(400000, 31)},
+                                    {"b.pak", CompressibleBytes(300000, 32), Variant::kOrvz}};
   Publish(v2);
   // Thrown from inside a transfer (the progress sink runs under the HTTP client's callbacks), while
   // the final message is sent, and outside any transfer.
@@ -295,7 +296,8 @@ TEST_F(HostileServer, AnExceptionEndsTheRunWithOneError) {
 
 TEST_F(HostileServer, AnEndlessOrHugeManifestIsAnInvalidManifest) {
   // The files come from nginx whichever way the manifest was fetched.
-  Publish({{"a.pak", CompressibleBytes(1000, 41)}}, [this](Manifest& m) { m.base = nginx_.base_url + served_.UrlPath(""); });
+  Publish({{"a.pak", CompressibleBytes(1000, 41)}},
+          [this](Manifest& m) { m.base = nginx_.base_url + served_.UrlPath(""); });
   for (const std::string prefix : {"/endless", "/pad/300000000"}) {
     SCOPED_TRACE(prefix);
     (void)TakeLog();
@@ -355,8 +357,9 @@ TEST_F(HostileServer, AStagedFileThatVanishedIsNeverInstalled) {
 }
 
 TEST_F(HostileServer, TargetsThatCannotBeReplacedStopTheInstallBeforeTheJournal) {
-  const std::vector<GameFile> v2 = {
-      {"a.pak", CompressibleBytes(20000, 71)}, {"pasta.pak", CompressibleBytes(20000, 72)}, {"dados/x.pak", CompressibleBytes(20000, 73)}};
+  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(20000, 71)},
+                                    {"pasta.pak", CompressibleBytes(20000, 72)},
+                                    {"dados/x.pak", CompressibleBytes(20000, 73)}};
   WriteTestFile(game_ / "a.pak", "velho");
   // An installed folder where a file must go, then a file where a parent folder must go.
   WriteTestFile(game_ / "pasta.pak" / "dentro.txt", "do jogador");
@@ -382,9 +385,9 @@ TEST_F(HostileServer, EntriesAimedAtTheLaunchersOwnFilesAreIgnored) {
   const std::string junk = "{\"trocas\":[";  // would be a corrupt journal
   WriteTestFile(folders_.root() / "fonte.bin", junk);
   const std::string digest = Sha256OfFile(folders_.root() / "fonte.bin", {}, nullptr);
-  const std::vector<std::string> names = {".atualizando/diario.json", ".orvlauncher/hashes.json", ".ATUALIZANDO\\x",
-                                          "./.orvlauncher/y", ".orvlauncher./z", std::string("a.pak\0junk", 10),
-                                          "a.pak", "b/../a.pak"};
+  const std::vector<std::string> names = {
+      ".atualizando/diario.json", ".orvlauncher/hashes.json",     ".ATUALIZANDO\\x", "./.orvlauncher/y",
+      ".orvlauncher./z",          std::string("a.pak\0junk", 10), "a.pak",           "b/../a.pak"};
   Publish(v2, [&](Manifest& m) {
     for (const std::string& caminho : names) m.arquivos.push_back(UnservedEntry(caminho, digest, junk.size()));
   });

@@ -160,8 +160,8 @@ TEST_F(HttpClient, FetchRangeTakesItsSliceFromA206OrA200) {
 
   // The whole file comes instead: leading bytes skipped, the rest not read, no progress.
   ChunkLog ignored;
-  ASSERT_TRUE(FetchRange(fault_.base_url + "/norange" + path, 600000, 600099, buffer, ignored.Callback(), nullptr,
-                         reason_))
+  ASSERT_TRUE(
+      FetchRange(fault_.base_url + "/norange" + path, 600000, 600099, buffer, ignored.Callback(), nullptr, reason_))
       << reason_;
   EXPECT_EQ(std::string(buffer.begin(), buffer.end()), content.substr(600000, 100));
   EXPECT_TRUE(ignored.chunks.empty());
@@ -278,8 +278,8 @@ TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
   // so the call reports the cancel although the file is whole.
   const std::string small = Serve("pequeno.pak", "poucos bytes");
   const auto small_target = local_ / "pequeno.pak";
-  EXPECT_FALSE(DownloadToFile(nginx_.base_url + small, small_target, [&](std::uint64_t) { cancel = 1; }, &cancel,
-                              reason_));
+  EXPECT_FALSE(DownloadToFile(
+      nginx_.base_url + small, small_target, [&](std::uint64_t) { cancel = 1; }, &cancel, reason_));
   EXPECT_EQ(reason_, "cancelado");
   EXPECT_EQ(ReadTestFile(small_target), "poucos bytes");
 }
@@ -318,8 +318,7 @@ TEST_F(HttpClient, RedirectsAndUnsafeCharactersBehaveAlike) {
   EXPECT_EQ(RequestsFor(nginx_, served_.UrlPath("com%20espaco.pak")).size(), 1u);
 
   body.clear();
-  EXPECT_EQ(FetchToMemory(fault_.base_url + "/redirect/302" + served_.UrlPath("com%20espaco.pak"), body, reason_),
-            200)
+  EXPECT_EQ(FetchToMemory(fault_.base_url + "/redirect/302" + served_.UrlPath("com%20espaco.pak"), body, reason_), 200)
       << reason_;
   EXPECT_EQ(body, content);
 }

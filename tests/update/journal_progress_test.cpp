@@ -182,10 +182,14 @@ TEST(Progress, EstadoTextAndFormatting) {
 
 TEST(Progress, EveryPhaseHasItsFaseTextAndOnlyEndingPhasesAreFinal) {
   const std::vector<std::tuple<RunPhase, std::string_view, bool>> phases = {
-      {RunPhase::kChecking, "verificando", false}, {RunPhase::kDownloading, "baixando", false},
-      {RunPhase::kInstalling, "instalando", false}, {RunPhase::kReady, "pronto", true},
-      {RunPhase::kOutdated, "desatualizado", true}, {RunPhase::kPaused, "parado", true},
-      {RunPhase::kError, "erro", true},             {RunPhase::kRestarting, "reiniciar", true}};
+      {RunPhase::kChecking, "verificando", false},
+      {RunPhase::kDownloading, "baixando", false},
+      {RunPhase::kInstalling, "instalando", false},
+      {RunPhase::kReady, "pronto", true},
+      {RunPhase::kOutdated, "desatualizado", true},
+      {RunPhase::kPaused, "parado", true},
+      {RunPhase::kError, "erro", true},
+      {RunPhase::kRestarting, "reiniciar", true}};
   for (const auto& [phase, name, final] : phases) {
     EXPECT_EQ(FaseName(phase), name);
     EXPECT_EQ(IsFinalPhase(phase), final) << name;

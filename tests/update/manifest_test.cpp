@@ -38,23 +38,24 @@ TEST(Manifest, RejectsTextsThatAreNotAManifest) {
 TEST(Manifest, RefusesDeepNestingAndMillionsOfValuesButNotALargeGame) {
   Manifest m;
   EXPECT_FALSE(ParseManifest("{\"x\":" + std::string(1 << 20, '['), "https://h/m", m));
-  EXPECT_FALSE(ParseManifest("{\"arquivos\":[],\"x\":" + std::string(70, '[') + std::string(70, ']') + "}",
-                             "https://h/m", m));
-  EXPECT_TRUE(ParseManifest("{\"arquivos\":[],\"x\":" + std::string(60, '[') + std::string(60, ']') + "}",
-                            "https://h/m", m));
+  EXPECT_FALSE(
+      ParseManifest("{\"arquivos\":[],\"x\":" + std::string(70, '[') + std::string(70, ']') + "}", "https://h/m", m));
+  EXPECT_TRUE(
+      ParseManifest("{\"arquivos\":[],\"x\":" + std::string(60, '[') + std::string(60, ']') + "}", "https://h/m", m));
   std::string flat = "{\"arquivos\":[],\"x\":[0";
   for (int i = 0; i < 2'000'000; ++i) flat += ",0";
   EXPECT_FALSE(ParseManifest(flat + "]}", "https://h/m", m));
   // Brackets and commas inside strings are text, not structure.
-  EXPECT_TRUE(ParseManifest("{\"arquivos\":[],\"x\":\"" + std::string(100, '[') + "\\\"" +
-                                std::string(3'000'000, ',') + "\"}",
-                            "https://h/m", m));
+  EXPECT_TRUE(
+      ParseManifest("{\"arquivos\":[],\"x\":\"" + std::string(100, '[') + "\\\"" + std::string(3'000'000, ',') + "\"}",
+                    "https://h/m", m));
   // 120,000 entries with every variant field.
   std::string large = "{\"arquivos\":[";
   for (int i = 0; i < 120'000; ++i) {
-    large += (i == 0 ? "" : ",") +
-             Entry("dados/" + std::to_string(i) + ".pak", kHash, ",\"zTamanho\":5,\"bloco\":8,\"bTamanho\":6,"
-                                                                 "\"blocos\":\"" + std::string(64, 'c') + "\"");
+    large += (i == 0 ? "" : ",") + Entry("dados/" + std::to_string(i) + ".pak", kHash,
+                                         ",\"zTamanho\":5,\"bloco\":8,\"bTamanho\":6,"
+                                         "\"blocos\":\"" +
+                                             std::string(64, 'c') + "\"");
   }
   ASSERT_TRUE(ParseManifest(large + "]}", "https://h/m", m));
   EXPECT_EQ(m.arquivos.size(), 120'000u);
@@ -93,10 +94,15 @@ TEST(Manifest, WrittenTextIsFixedAndReadsBackToTheSameValues) {
   const std::string sha = "\"sha256\":\"" + kHash + "\"";
   EXPECT_EQ(ManifestText(written),
             "{\n  \"versao\": \"2.0\",\n  \"servidor\": \"sul \\\"7\\\"\",\n  \"arquivos\": [\n"
-            "    {\"caminho\":\"dados\\\\a b.pak\"," + sha + ",\"tamanho\":10},\n"
-            "    {\"caminho\":\"ç.bin\"," + sha + ",\"tamanho\":9,\"zTamanho\":4},\n"
-            "    {\"caminho\":\"c.pak\"," + sha + ",\"tamanho\":9,\"bloco\":8,\"bTamanho\":30,\"blocos\":\"" +
-                std::string(64, 'b') + "\"}\n  ]\n}\n");
+            "    {\"caminho\":\"dados\\\\a b.pak\"," +
+                sha +
+                ",\"tamanho\":10},\n"
+                "    {\"caminho\":\"ç.bin\"," +
+                sha +
+                ",\"tamanho\":9,\"zTamanho\":4},\n"
+                "    {\"caminho\":\"c.pak\"," +
+                sha + ",\"tamanho\":9,\"bloco\":8,\"bTamanho\":30,\"blocos\":\"" + std::string(64, 'b') +
+                "\"}\n  ]\n}\n");
 
   written.base = "https://cdn/x/";
   written.launcher = LauncherEntry{.present = true, .versao = "1.3", .sha256 = kHash, .arquivo = "bin/L.exe"};
@@ -120,8 +126,7 @@ TEST(Manifest, WrittenTextIsFixedAndReadsBackToTheSameValues) {
   Manifest empty;
   empty.versao = "1";
   empty.servidor = "2";
-  EXPECT_EQ(ManifestText(empty),
-            "{\n  \"versao\": \"1\",\n  \"servidor\": \"2\",\n  \"arquivos\": []\n}\n");
+  EXPECT_EQ(ManifestText(empty), "{\n  \"versao\": \"1\",\n  \"servidor\": \"2\",\n  \"arquivos\": []\n}\n");
 }
 
 TEST(Manifest, UnsafeOrMalformedEntriesAreSkippedAndLogged) {
@@ -200,9 +205,8 @@ TEST(Manifest, DeepNestingIsNoCrash) {
   EXPECT_FALSE(ParseManifest(unclosed, "https://h/c/manifest.json", m));
   const auto manifest_nested = [](std::size_t depth) {
     const std::string sha(64, 'a');
-    return "{\"arquivos\":[{\"caminho\":\"a.txt\",\"sha256\":\"" + sha + "\",\"tamanho\":" +
-           std::string(depth, '[') + std::string(depth, ']') + "}],\"extra\":" + std::string(depth, '[') +
-           std::string(depth, ']') + "}";
+    return "{\"arquivos\":[{\"caminho\":\"a.txt\",\"sha256\":\"" + sha + "\",\"tamanho\":" + std::string(depth, '[') +
+           std::string(depth, ']') + "}],\"extra\":" + std::string(depth, '[') + std::string(depth, ']') + "}";
   };
   EXPECT_FALSE(ParseManifest(manifest_nested(kDeep), "https://h/c/manifest.json", m));
   ASSERT_TRUE(ParseManifest(manifest_nested(40), "https://h/c/manifest.json", m));
@@ -231,11 +235,19 @@ TEST(Manifest, EntryUrlEscapesEverySegmentByte) {
 TEST(Manifest, EntriesNamingOwnFoldersNulOrADuplicateAreSkipped) {
   ScopedFolders folders;
   const std::string nul = "a.pak\\u0000b.pak";
-  const std::vector<std::string> refused = {
-      nul, ".atualizando", ".atualizando/diario.json", ".orvlauncher\\\\hashes.json", ".ORVLAUNCHER/x",
-      "./.atualizando/y", ".orvlauncher. /z", "a.pak", "./a.pak", "dados//x.pak", "dados\\\\x.pak"};
-  std::string list = Entry("a.pak") + "," + Entry("dados/x.pak") + "," + Entry(".atualizando2/ok") + "," +
-                     Entry("x.orvlauncher");
+  const std::vector<std::string> refused = {nul,
+                                            ".atualizando",
+                                            ".atualizando/diario.json",
+                                            ".orvlauncher\\\\hashes.json",
+                                            ".ORVLAUNCHER/x",
+                                            "./.atualizando/y",
+                                            ".orvlauncher. /z",
+                                            "a.pak",
+                                            "./a.pak",
+                                            "dados//x.pak",
+                                            "dados\\\\x.pak"};
+  std::string list =
+      Entry("a.pak") + "," + Entry("dados/x.pak") + "," + Entry(".atualizando2/ok") + "," + Entry("x.orvlauncher");
   for (const std::string& caminho : refused) list += "," + Entry(caminho);
   Manifest m;
   ASSERT_TRUE(ParseManifest("{\"arquivos\":[" + list + "]}", "https://h/m", m));
@@ -259,7 +271,7 @@ TEST(Verification, BlockEstimateCountsBlocksFoundNowhereInTheInstalledFile) {
   entry.blocos = a + b + c + d;
   EXPECT_EQ(BlockTransferEstimate(entry, d + c + b + a), 1u);  // moved, none missing: at least 1
   EXPECT_EQ(BlockTransferEstimate(entry, a + a + a), 750u);
-  EXPECT_EQ(BlockTransferEstimate(entry, ""), 1000u);  // unreadable installed file: all missing
+  EXPECT_EQ(BlockTransferEstimate(entry, ""), 1000u);                       // unreadable installed file: all missing
   EXPECT_EQ(BlockTransferEstimate(entry, b + std::string(31, 'x')), 750u);  // partial digest ignored
   entry.bTamanho = 10;
   entry.blocos = a + b + c;

@@ -278,7 +278,8 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
   ASSERT_FALSE(progress_.empty());
   EXPECT_EQ(progress_.back(), s0 + z2 + block_bytes + s3 + b4 + s4);
   RecordProperty("bytes", "reportados " + S(progress_.back()) + " = " + S(s0) + " + orvz " + S(z2) + " + blocos " +
-                              S(block_bytes) + " + orvb " + S(b4) + " + hash montado " + S(s3 + s4) + "; mudados " + S(s0 + s2 + 3 * kBlock + s4));
+                              S(block_bytes) + " + orvb " + S(b4) + " + hash montado " + S(s3 + s4) + "; mudados " +
+                              S(s0 + s2 + 3 * kBlock + s4));
 
   // Second run: the refreshed hash cache answers for every file; nothing is hashed or fetched.
   EXPECT_EQ(Run(nginx_), (std::vector<std::string>{expected.front(), expected.back()}));
@@ -382,8 +383,9 @@ TEST_F(UpdateRun, RetriesWhatCanBeRetriedAndNamesWhatFailed) {
 }
 
 TEST_F(UpdateRun, PausesResumesAndRefusesCorruptDownloads) {
-  const std::vector<GameFile> v1 = {
-      {"a.pak", CompressibleBytes(100000, 71)}, {"b.pak", CompressibleBytes(120000, 72), Variant::kOrvz}, {"c.pak", CompressibleBytes(300000, 73)}};
+  const std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(100000, 71)},
+                                    {"b.pak", CompressibleBytes(120000, 72), Variant::kOrvz},
+                                    {"c.pak", CompressibleBytes(300000, 73)}};
   for (const GameFile& f : v1) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
   const std::filesystem::path staging = StagingFolder(game_);
 

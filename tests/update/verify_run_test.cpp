@@ -172,10 +172,8 @@ TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
   const std::string ok = NoiseBytes(100, 11), novo = NoiseBytes(3000, 12), mudou = NoiseBytes(5000, 13),
                     pronto = NoiseBytes(209715, 14);
   const std::vector<ManifestEntry> entries = {
-      Entry("ok.txt", ok),
-      Compressed(Entry("novo.bin", novo), 1048576),
-      Entry("mudou.bin", mudou),
-      Blocked(Entry("blocos.pak", blocks), 4096, 10000, block_digests),
+      Entry("ok.txt", ok),         Compressed(Entry("novo.bin", novo), 1048576),
+      Entry("mudou.bin", mudou),   Blocked(Entry("blocos.pak", blocks), 4096, 10000, block_digests),
       Entry("pronto.txt", pronto),
   };
   PublishManifest(entries);
@@ -294,7 +292,8 @@ TEST_F(VerifyRun, DamagedJournalBlocksTheRunUntilRemovedByHand) {
   fs::remove(JournalPath(game_));
   served_.Put("manifest.json", "{\"arquivos\":[]}");
   const std::string unknown = R"(,"versaoCliente":"?","versaoServidor":"?")";
-  EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("pronto", "Jogo atualizado.", 0, 0, 0, 0, unknown)}));
+  EXPECT_EQ(Verify(),
+            (std::vector<std::string>{kSearching, Estado("pronto", "Jogo atualizado.", 0, 0, 0, 0, unknown)}));
 }
 
 // orvsync drives the same run; its exit code tells a script what the last "estado" said.

@@ -24,7 +24,7 @@ TEST(CompareVersions, MissingPartsCountAsZero) {
 
 TEST(CompareVersions, ReadsEachPartLikeASignedDecimalConversion) {
   EXPECT_EQ(CompareVersions("1.2beta", "1.2"), 0);  // trailing letters are ignored
-  EXPECT_EQ(CompareVersions("1.x", "1.0"), 0);       // no digits reads 0
+  EXPECT_EQ(CompareVersions("1.x", "1.0"), 0);      // no digits reads 0
   EXPECT_EQ(CompareVersions("1..2", "1.0.2"), 0);
   EXPECT_EQ(CompareVersions("-1", "0"), -1);
   EXPECT_EQ(CompareVersions(" 3", "2"), 1);

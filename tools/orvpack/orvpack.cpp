@@ -76,7 +76,8 @@ class PublishView {
   PublishView() : terminal_(StdoutIsTerminal()) {}
 
   void Show(std::uint64_t done, std::uint64_t total, const std::string& caminho) {
-    const int percent = total == 0 ? 100 : static_cast<int>(100.0 * static_cast<double>(done) / static_cast<double>(total));
+    const int percent =
+        total == 0 ? 100 : static_cast<int>(100.0 * static_cast<double>(done) / static_cast<double>(total));
     if (terminal_) {
       const int filled = percent * 30 / 100;
       std::printf("\r\x1b[2K[%s%s] %3d%% %s", std::string(static_cast<size_t>(filled), '#').c_str(),
@@ -123,8 +124,8 @@ int Publish(const std::vector<std::string>& args) {
               static_cast<unsigned long long>(summary.files), FormatMegabytes(summary.bytes).c_str(),
               static_cast<unsigned long long>(summary.compressed), static_cast<unsigned long long>(summary.blocked),
               static_cast<unsigned long long>(summary.reused), static_cast<unsigned long long>(summary.removed));
-  std::printf("  download completo para um jogador novo: %s; %.1f s\n", FormatMegabytes(summary.published_bytes).c_str(),
-              seconds);
+  std::printf("  download completo para um jogador novo: %s; %.1f s\n",
+              FormatMegabytes(summary.published_bytes).c_str(), seconds);
   return 0;
 }
 

@@ -154,7 +154,7 @@ class Publisher {
     summary_.files++;
     summary_.bytes += file.size;
     summary_.reused += reused ? 1 : 0;
-    summary_.published_bytes += published.bloco > 0 ? published.bTamanho
+    summary_.published_bytes += published.bloco > 0      ? published.bTamanho
                                 : published.zTamanho > 0 ? published.zTamanho
                                                          : published.tamanho;
     return true;

@@ -15,23 +15,23 @@ struct PublishOptions {
   std::filesystem::path channel;
   std::string versao;
   std::string servidor;
-  std::string base;                  // optional download prefix written into the manifest
-  std::uint32_t algorithm = 4;       // XPRESS_HUFF; 2 for MSZIP
-  int level = 6;                     // encoder effort, 1 to 9
-  std::uint64_t block_min = 4 << 20;  // files this large get a block variant
-  std::uint32_t block_size = 0;       // 0: chosen by file size
+  std::string base;                    // optional download prefix written into the manifest
+  std::uint32_t algorithm = 4;         // XPRESS_HUFF; 2 for MSZIP
+  int level = 6;                       // encoder effort, 1 to 9
+  std::uint64_t block_min = 4 << 20;   // files this large get a block variant
+  std::uint32_t block_size = 0;        // 0: chosen by file size
   std::uint32_t chunk_size = 1 << 20;  // ORVZ chunk size
-  std::filesystem::path launcher;     // optional new launcher executable
+  std::filesystem::path launcher;      // optional new launcher executable
   std::string launcher_versao;
 };
 
 struct PublishSummary {
   std::uint64_t files = 0;
   std::uint64_t bytes = 0;
-  std::uint64_t compressed = 0;  // files with a .orvz
-  std::uint64_t blocked = 0;     // files with a .orvb
-  std::uint64_t reused = 0;      // files whose outputs were kept from the previous publication
-  std::uint64_t removed = 0;     // files of the previous publication no longer in the build
+  std::uint64_t compressed = 0;       // files with a .orvz
+  std::uint64_t blocked = 0;          // files with a .orvb
+  std::uint64_t reused = 0;           // files whose outputs were kept from the previous publication
+  std::uint64_t removed = 0;          // files of the previous publication no longer in the build
   std::uint64_t published_bytes = 0;  // what a first-time player downloads with the best variants
 };
 

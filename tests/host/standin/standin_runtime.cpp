@@ -16,8 +16,8 @@
 //                 handled
 //   falhar.txt    "ambiente" or "controller": that creation completes with E_FAIL and no object
 #include <windows.h>
-#include <objbase.h>
 #include <eventtoken.h>
+#include <objbase.h>
 
 #include <algorithm>
 #include <array>
@@ -25,8 +25,8 @@
 #include <cctype>
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -44,7 +44,8 @@ std::atomic<long> g_pending{0};
 
 std::string Utf8(const std::wstring& text) {
   if (text.empty()) return {};
-  const int size = WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
+  const int size =
+      WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), nullptr, 0, nullptr, nullptr);
   std::string out(static_cast<size_t>(size), '\0');
   WideCharToMultiByte(CP_UTF8, 0, text.data(), static_cast<int>(text.size()), out.data(), size, nullptr, nullptr);
   return out;
@@ -303,8 +304,9 @@ bool ShouldFail(const char* step) {
 
 template <int Slot>
 HRESULT STDMETHODCALLTYPE PutSetting(Object* self, BOOL value) {
-  static const char* const kNames[] = {"put_IsStatusBarEnabled", "?", "put_AreDevToolsEnabled", "?",
-                                       "put_AreDefaultContextMenusEnabled", "?", "?", "?", "put_IsZoomControlEnabled"};
+  static const char* const kNames[] = {
+      "put_IsStatusBarEnabled",  "?", "put_AreDevToolsEnabled", "?", "put_AreDefaultContextMenusEnabled", "?", "?", "?",
+      "put_IsZoomControlEnabled"};
   if (!OnUiThread("settings")) return RPC_E_WRONG_THREAD;
   Record(std::string(self->name) + "." + kNames[Slot - 10] + " " + std::to_string(value));
   return S_OK;
@@ -464,7 +466,8 @@ HRESULT STDMETHODCALLTYPE PutBounds(Object* self, RECT bounds) {
          std::to_string(bounds.right) + " " + std::to_string(bounds.bottom));
   auto* controller = static_cast<Controller*>(self);
   if (controller->child != nullptr) {
-    MoveWindow(controller->child, bounds.left, bounds.top, bounds.right - bounds.left, bounds.bottom - bounds.top, TRUE);
+    MoveWindow(controller->child, bounds.left, bounds.top, bounds.right - bounds.left, bounds.bottom - bounds.top,
+               TRUE);
   }
   return S_OK;
 }
@@ -600,13 +603,15 @@ bool IsSingleThreadedApartment() {
 
 }  // namespace
 
-extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE CreateWebViewEnvironmentWithOptionsInternal(
-    bool check_running_instance, int runtime_type, PCWSTR user_data_folder, IUnknown* options, IUnknown* handler);
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
+    CreateWebViewEnvironmentWithOptionsInternal(bool check_running_instance, int runtime_type, PCWSTR user_data_folder,
+                                                IUnknown* options, IUnknown* handler);
 extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE DllCanUnloadNow();
 BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID reserved);
 
-extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE CreateWebViewEnvironmentWithOptionsInternal(
-    bool check_running_instance, int runtime_type, PCWSTR user_data_folder, IUnknown* options, IUnknown* handler) {
+extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
+    CreateWebViewEnvironmentWithOptionsInternal(bool check_running_instance, int runtime_type, PCWSTR user_data_folder,
+                                                IUnknown* options, IUnknown* handler) {
   Record("criar-ambiente checar=" + std::to_string(check_running_instance) + " tipo=" + std::to_string(runtime_type) +
          " dados=" + Utf8(user_data_folder != nullptr ? user_data_folder : L"") +
          " opcoes=" + (options != nullptr ? "sim" : "nao") +
