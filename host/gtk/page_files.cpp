@@ -6,7 +6,9 @@
 #include "core/file_util.h"
 #include "core/paths.h"
 
-// The bytes come from ui/ at build time (see host/gtk/CMakeLists.txt: ORV_UI_DIR).
+// The bytes come from ui/ at build time (see host/gtk/CMakeLists.txt: ORV_UI_DIR). `symbol` names a
+// declaration, so it cannot be parenthesised.
+// NOLINTBEGIN(bugprone-macro-parentheses)
 #define ORV_EMBED(symbol, file)           \
   asm(".section .rodata\n"                \
       ".global " #symbol "\n" #symbol     \
@@ -19,6 +21,7 @@
       ".previous\n");                     \
   extern "C" const char symbol[];         \
   extern "C" const char symbol##_end[];
+// NOLINTEND(bugprone-macro-parentheses)
 
 ORV_EMBED(orv_ui_index_html, "index.html")
 ORV_EMBED(orv_ui_app_js, "app.js")

@@ -84,7 +84,7 @@ class VerifyRun : public ::testing::Test {
   }
 
   // Publishes `bytes` under `caminho` and returns its manifest entry.
-  ManifestEntry Entry(const std::string& caminho, const std::string& bytes) const {
+  [[nodiscard]] ManifestEntry Entry(const std::string& caminho, const std::string& bytes) const {
     return TestChannel(served_.path()).Serve(caminho, bytes);
   }
   void PublishManifest(const std::vector<ManifestEntry>& entries, const LauncherEntry& launcher = {}) {
