@@ -37,6 +37,7 @@ check_tidy() {
   tidy="$(pick clang-tidy-14 clang-tidy)"
   runner="$(pick run-clang-tidy-14 run-clang-tidy)"
   echo "== clang-tidy ($tidy)"
+  mkdir -p "$build"
   # A configure-only native tree: the compile database and the generated headers, nothing built.
   # Warnings are not errors here, so only the checks of .clang-tidy decide.
   cmake -S "$root" -B "$build" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
