@@ -338,99 +338,121 @@ TEST_F(BlockDelta, AWholePartialOfThePreviousPublicationIsNotKept) {
   EXPECT_EQ(ReadTestFile(Target(republished)), after);
 }
 
-TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
-  const std::string old = Content(16, 300, 31);
-  std::string fresh = old;
-  Scramble(fresh, 9, 99);  // stored raw: 4096 bytes to cut short
-  const Published p = Publish("dados\\falhas.pak", fresh);
-  const auto installed = Installed(p, old);
-  const std::vector<std::uint32_t> all_delays{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000};
+// One changed block (stored raw: 4096 bytes to cut short) fetched through the fault server.
+class BlockDeltaFailures : public BlockDelta {
+ protected:
+  void SetUp() override {
+    BlockDelta::SetUp();
+    Scramble(fresh_, 9, 99);
+    p_ = Publish("dados\\falhas.pak", fresh_);
+    installed_ = Installed(p_, old_);
+  }
+  // Requests for the .orvb at the fault server, waiting for `n`.
+  std::size_t FaultRequests(std::size_t n) { return RequestsFor(fault_, p_.uri, n).size(); }
 
-  // The header fails twice, then comes: two pauses, no log line for them.
-  Arm(2, "/status/500", p);
-  ASSERT_EQ(Run(p, installed, fault_.base_url), 0) << error_;
+  const std::string old_ = Content(16, 300, 31);
+  std::string fresh_ = old_;
+  Published p_;
+  std::filesystem::path installed_;
+  const std::vector<std::uint32_t> all_delays_{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000};
+};
+
+// The header fails twice, then comes: two pauses, no log line for them.
+TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
+  Arm(2, "/status/500", p_);
+  ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
   EXPECT_EQ(LogText().find("falhou"), std::string::npos);
+  EXPECT_EQ(FaultRequests(4), 4u);  // three for the header, one range
+}
 
-  // Eight header failures: a pause after each, the eighth included, and the last reason.
-  clock_.sleeps_ms.clear();
-  Arm(8, "/status/500", p);
-  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+// Eight header failures: a pause after each, the eighth included, and the last reason.
+TEST_F(BlockDeltaFailures, EightHeaderFailuresGiveUpWithTheLastReason) {
+  Arm(8, "/status/500", p_);
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "HTTP 500");
-  EXPECT_EQ(clock_.sleeps_ms, all_delays);
+  EXPECT_EQ(clock_.sleeps_ms, all_delays_);
+  EXPECT_EQ(FaultRequests(8), 8u);
+}
 
-  // A range that ends early is logged and asked again.
-  clock_.sleeps_ms.clear();
-  Arm(2, "/short/1000", p);
-  ASSERT_EQ(Run(p, installed, fault_.base_url), 0) << error_;
-  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+// A range that ends early is logged and asked again.
+TEST_F(BlockDeltaFailures, AShortRangeIsLoggedAndAskedAgain) {
+  Arm(2, "/short/1000", p_);
+  ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p_)), fresh_);
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
   EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"), std::string::npos);
+  EXPECT_EQ(FaultRequests(3), 3u);
+}
 
-  // ...and gives up after the eighth.
-  clock_.sleeps_ms.clear();
-  Arm(9, "/short/1000", p);
-  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+// ...and gives up after the eighth.
+TEST_F(BlockDeltaFailures, AShortRangeGivesUpAfterTheEighthAttempt) {
+  Arm(9, "/short/1000", p_);
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intervalo incompleto");
-  EXPECT_EQ(clock_.sleeps_ms, all_delays);
+  EXPECT_EQ(clock_.sleeps_ms, all_delays_);
   EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"), std::string::npos);
-  const std::size_t before = RequestsFor(fault_, p.uri, 4 + 8 + 3 + 9).size();
-  ASSERT_EQ(before, 4u + 8 + 3 + 9);
+  EXPECT_EQ(FaultRequests(9), 9u);
+}
 
-  // A block that decodes to other bytes than the manifest says is not asked again.
-  clock_.sleeps_ms.clear();
-  Published lying = p;
+// A block that decodes to other bytes than the manifest says is not asked again.
+TEST_F(BlockDeltaFailures, ACorruptBlockIsNotAskedAgain) {
+  Published lying = p_;
   lying.entry.blocos.replace(32 * 9, 32, std::string(32, '0'));
-  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(lying, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "bloco 9 veio corrompido");
   EXPECT_TRUE(clock_.sleeps_ms.empty());
-  EXPECT_EQ(RequestsFor(fault_, p.uri, before + 2).size(), before + 2);
+  EXPECT_EQ(FaultRequests(2), 2u);
+}
 
-  // The assembled file is checked whole; a wrong one is deleted and its digest logged.
-  lying = p;
+// The assembled file is checked whole; a wrong one is deleted and its digest logged.
+TEST_F(BlockDeltaFailures, AWrongAssembledFileIsDeletedAndItsDigestLogged) {
+  Published lying = p_;
   lying.entry.sha256 = std::string(64, 'f');
-  DeleteFileAt(Target(p));
-  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(lying, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "arquivo montado com hash errado");
-  EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
-  EXPECT_FALSE(PathExists(Target(p)));
-  EXPECT_NE(LogText().find("por bloco dados\\falhas.pak: hash errado (" + p.entry.sha256 + ")"), std::string::npos);
+  EXPECT_FALSE(PathExists(Beside(p_, ".bloco")));
+  EXPECT_FALSE(PathExists(Target(p_)));
+  EXPECT_NE(LogText().find("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"), std::string::npos);
+  EXPECT_EQ(FaultRequests(2), 2u);
+}
 
-  // A table that disagrees with the manifest stops before any block.
-  lying = p;
+// A table that disagrees with the manifest stops before any block.
+TEST_F(BlockDeltaFailures, ATableThatDisagreesWithTheManifestStopsBeforeAnyBlock) {
+  Published lying = p_;
   lying.entry.tamanho += 1;
-  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(lying, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
-  EXPECT_EQ(RequestsFor(fault_, p.uri, before + 5).size(), before + 5);
+  EXPECT_EQ(FaultRequests(1), 1u);
+}
 
-  // Cancelled before the call: no request, the error text left alone.
+// Cancelled before the call: no request, the error text left alone.
+TEST_F(BlockDeltaFailures, CancelledBeforeTheCallAsksNothing) {
   cancel_ = 1;
-  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intocado");
-  const std::size_t before_cancel = RequestsFor(fault_, p.uri, before + 5).size();
-  EXPECT_EQ(before_cancel, before + 5);
+  EXPECT_EQ(FaultRequests(0), 0u);
+}
 
-  // Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
-  cancel_ = 0;
-  clock_.sleeps_ms.clear();
-  error_.clear();
+// Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
+TEST_F(BlockDeltaFailures, CancelledWhileARangeArrivesKeepsThePartialBlockFile) {
   EXPECT_EQ(BlockDeltaDownload(
-                p.entry, installed, Blocks(p, installed), Target(p), fault_.base_url + served_.UrlPath(""),
+                p_.entry, installed_, Blocks(p_, installed_), Target(p_), fault_.base_url + served_.UrlPath(""),
                 [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
             -1);
   EXPECT_EQ(error_, "cancelado");
-  EXPECT_TRUE(PathExists(Beside(p, ".bloco")));
-  EXPECT_EQ(RequestsFor(fault_, p.uri, before_cancel + 2).size(), before_cancel + 2);
+  EXPECT_TRUE(PathExists(Beside(p_, ".bloco")));
+  EXPECT_EQ(FaultRequests(2), 2u);
+}
 
-  // Cancelled during a whole-file download: the .orvb.part is kept for the next run.
-  cancel_ = 0;
-  error_.clear();
+// Cancelled during a whole-file download: the .orvb.part is kept for the next run.
+TEST_F(BlockDeltaFailures, CancelledDuringAWholeDownloadKeepsThePartialOrvb) {
   EXPECT_EQ(BlockDeltaDownload(
-                p.entry, folders_.root() / "jogo/nao-existe.pak", "", Target(p), nginx_.base_url + served_.UrlPath(""),
+                p_.entry, Nowhere(), "", Target(p_), nginx_.base_url + served_.UrlPath(""),
                 [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
             -1);
   EXPECT_EQ(error_, "cancelado");
-  EXPECT_GT(FileSizeOf(Beside(p, ".orvb.part")), 0);
+  EXPECT_GT(FileSizeOf(Beside(p_, ".orvb.part")), 0);
 }
 
 // The table comes from the server and is not trusted. Blocks 0 to 2 are missing: one run, fetched
