@@ -72,7 +72,6 @@ struct Published {
   std::string uri;   // URL path of the .orvb
   std::string name;  // "caminho" with forward slashes
 
-  [[nodiscard]] std::string HeaderRange() const { return Range(0, 16 * table.blocks.size() + 27); }
   // The range covering blocks first..last of the .orvb.
   [[nodiscard]] std::string BlockRange(std::size_t first, std::size_t last) const {
     return Range(table.blocks[first].offset, table.blocks[last].offset + table.blocks[last].stored_length - 1);
@@ -113,6 +112,10 @@ class BlockDelta : public ::testing::Test {
     return p;
   }
 
+  // A file of 160 blocks with nothing installed to reuse: the whole .orvb comes.
+  Published PublishWhole() { return Publish("inteiro/novo.pak", Content(160, 0, 22)); }
+  [[nodiscard]] std::filesystem::path Nowhere() const { return folders_.root() / "jogo/nao-existe.pak"; }
+
   std::filesystem::path Installed(const Published& p, const std::string& bytes) {
     const auto path = folders_.root() / ("jogo/" + p.name);
     WriteTestFile(path, bytes);
@@ -144,12 +147,12 @@ class BlockDelta : public ::testing::Test {
 
   // Serves `orvb` in place of the published .orvb.
   void Serve(const Published& p, const std::string& orvb) { (void)served_.Put(p.name + ".orvb", orvb); }
-  // `orvb` with table entry `index` changed.
-  static std::string WithEntry(std::string orvb, std::size_t index, std::uint64_t offset, std::uint32_t length) {
+  // `orvb` with the table entry at byte `at` changed.
+  static std::string WithEntry(std::string orvb, std::size_t at, std::uint64_t offset, std::uint32_t length) {
     std::string entry;
     PutLe64(entry, offset);
     PutLe32(entry, length);
-    orvb.replace(28 + 16 * index, 12, entry);
+    orvb.replace(at, 12, entry);
     return orvb;
   }
 
@@ -163,95 +166,91 @@ class BlockDelta : public ::testing::Test {
   std::string error_;
 };
 
-TEST_F(BlockDelta, FetchesOnlyTheBlocksThatAreNowhereInTheInstalledFile) {
-  // Every block still there, in another order: rebuilt from the installed file alone, only the
-  // header and table are asked for.
-  {
-    const std::string fresh = Content(40, 1000, 11);
-    std::string moved;
-    for (std::size_t i = 40; i-- > 0;) moved += fresh.substr(i * kBlock, kBlock);
-    moved += fresh.substr(40 * kBlock);
-    const Published p = Publish("dados\\movido.pak", fresh);
-    ASSERT_EQ(Run(p, Installed(p, moved), nginx_.base_url), 0) << error_;
-    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-    EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
-    const auto requests = RequestsFor(nginx_, p.uri);
-    ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].range, p.HeaderRange());
-    EXPECT_EQ(requests[0].body_bytes, 684u);  // the header and the table of 41 blocks, nothing else
-    EXPECT_EQ(progress_, fresh.size()) << "only the final hash of the assembled file";
-    EXPECT_NE(LogText().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
-              std::string::npos);
-  }
-
-  // Four changed blocks, two of them adjacent, one the short last block: three ranges that carry
-  // exactly their stored bytes, nothing more.
-  {
-    const std::string old = Content(40, 1000, 12);
-    std::string fresh = old;
-    for (const std::size_t k : {3u, 20u, 21u, 40u}) fresh[k * kBlock + 7] ^= 0x5a;
-    const Published p = Publish("dados\\editado.pak", fresh);
-    progress_ = 0;
-    ASSERT_EQ(Run(p, Installed(p, old), nginx_.base_url), 0) << error_;
-    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-    const auto requests = RequestsFor(nginx_, p.uri, 4);
-    ASSERT_EQ(requests.size(), 4u);
-    EXPECT_EQ(requests[0].range, p.HeaderRange());
-    EXPECT_EQ(requests[1].range, p.BlockRange(3, 3));
-    EXPECT_EQ(requests[2].range, p.BlockRange(20, 21));
-    EXPECT_EQ(requests[3].range, p.BlockRange(40, 40));
-    for (const AccessEntry& r : requests) EXPECT_EQ(r.status, 206);
-    const std::uint64_t stored = p.Stored({3, 20, 21, 40});
-    EXPECT_EQ(BodyBytes(requests), 684 + stored);  // header and table of 41 blocks, then the ranges
-    EXPECT_EQ(progress_, stored + fresh.size());   // the ranges (not the header), then the final hash
-    EXPECT_NE(LogText().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
-                             " bytes), o resto do instalado"),
-              std::string::npos);
-  }
-
-  // 33 adjacent missing blocks: 32 in one request, the last one in a second.
-  {
-    const std::string old = Content(80, 0, 13);
-    std::string fresh = old;
-    for (std::size_t k = 10; k <= 42; ++k) fresh[k * kBlock] ^= 0x33;
-    const Published p = Publish("dados\\trecho.pak", fresh);
-    std::vector<std::size_t> changed(33);
-    for (std::size_t k = 0; k < 33; ++k) changed[k] = 10 + k;
-    ASSERT_LE(static_cast<double>(p.Stored(changed)), 0.6 * static_cast<double>(p.entry.bTamanho));
-    ASSERT_EQ(Run(p, Installed(p, old), nginx_.base_url), 0) << error_;
-    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-    const auto requests = RequestsFor(nginx_, p.uri, 3);
-    ASSERT_EQ(requests.size(), 3u);
-    EXPECT_EQ(requests[1].range, p.BlockRange(10, 41));
-    EXPECT_EQ(requests[2].range, p.BlockRange(42, 42));
-    EXPECT_EQ(BodyBytes(requests), 1308 + p.Stored(changed));  // header and table of 80 blocks, then the ranges
-  }
-
-  // A server that ignores Range answers 200 every time; the slices still come out right.
-  {
-    const std::string old = Content(12, 5, 14);
-    std::string fresh = old;
-    fresh[5 * kBlock] ^= 1;
-    const Published p = Publish("sem-faixa.pak", fresh);
-    ASSERT_EQ(Run(p, Installed(p, old), fault_.base_url + "/norange"), 0) << error_;
-    EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-    const auto requests = RequestsFor(fault_, "/norange" + p.uri, 2);
-    ASSERT_EQ(requests.size(), 2u);
-    EXPECT_EQ(requests[1].status, 200);
-  }
+// Every block still there, in another order: rebuilt from the installed file alone, only the
+// header and table are asked for.
+TEST_F(BlockDelta, AFileWhoseBlocksAllMovedIsRebuiltFromTheInstalledOne) {
+  const std::string fresh = Content(40, 1000, 11);
+  std::string moved;
+  for (std::size_t i = 40; i-- > 0;) moved += fresh.substr(i * kBlock, kBlock);
+  moved += fresh.substr(40 * kBlock);
+  const Published p = Publish("dados\\movido.pak", fresh);
+  ASSERT_EQ(Run(p, Installed(p, moved), nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
+  const auto requests = RequestsFor(nginx_, p.uri);
+  ASSERT_EQ(requests.size(), 1u);
+  EXPECT_EQ(requests[0].range, "bytes=0-683");
+  EXPECT_EQ(requests[0].body_bytes, 684u);  // the header and the table of 41 blocks, nothing else
+  EXPECT_EQ(progress_, fresh.size()) << "only the final hash of the assembled file";
+  EXPECT_NE(LogText().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
+            std::string::npos);
 }
 
-TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
+// Four changed blocks, two of them adjacent, one the short last block: three ranges that carry
+// exactly their stored bytes, nothing more.
+TEST_F(BlockDelta, OnlyTheChangedBlocksComeInOneRangePerRun) {
+  const std::string old = Content(40, 1000, 12);
+  std::string fresh = old;
+  for (const std::size_t k : {3u, 20u, 21u, 40u}) fresh[k * kBlock + 7] ^= 0x5a;
+  const Published p = Publish("dados\\editado.pak", fresh);
+  ASSERT_EQ(Run(p, Installed(p, old), nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  const auto requests = RequestsFor(nginx_, p.uri, 4);
+  ASSERT_EQ(requests.size(), 4u);
+  EXPECT_EQ(requests[0].range, "bytes=0-683");
+  EXPECT_EQ(requests[1].range, p.BlockRange(3, 3));
+  EXPECT_EQ(requests[2].range, p.BlockRange(20, 21));
+  EXPECT_EQ(requests[3].range, p.BlockRange(40, 40));
+  for (const AccessEntry& r : requests) EXPECT_EQ(r.status, 206);
+  const std::uint64_t stored = p.Stored({3, 20, 21, 40});
+  EXPECT_EQ(BodyBytes(requests), 684 + stored);  // header and table of 41 blocks, then the ranges
+  EXPECT_EQ(progress_, stored + fresh.size());   // the ranges (not the header), then the final hash
+  EXPECT_NE(LogText().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
+                           " bytes), o resto do instalado"),
+            std::string::npos);
+}
+
+// 33 adjacent missing blocks: 32 in one request, the last one in a second.
+TEST_F(BlockDelta, ALongRunOfMissingBlocksIsSplitIntoRequestsOf32) {
+  const std::string old = Content(80, 0, 13);
+  std::string fresh = old;
+  for (std::size_t k = 10; k <= 42; ++k) fresh[k * kBlock] ^= 0x33;
+  const Published p = Publish("dados\\trecho.pak", fresh);
+  std::vector<std::size_t> changed(33);
+  for (std::size_t k = 0; k < 33; ++k) changed[k] = 10 + k;
+  ASSERT_LE(static_cast<double>(p.Stored(changed)), 0.6 * static_cast<double>(p.entry.bTamanho));
+  ASSERT_EQ(Run(p, Installed(p, old), nginx_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  const auto requests = RequestsFor(nginx_, p.uri, 3);
+  ASSERT_EQ(requests.size(), 3u);
+  EXPECT_EQ(requests[1].range, p.BlockRange(10, 41));
+  EXPECT_EQ(requests[2].range, p.BlockRange(42, 42));
+  EXPECT_EQ(BodyBytes(requests), 1308 + p.Stored(changed));  // header and table of 80 blocks, then the ranges
+}
+
+// A server that ignores Range answers 200 every time; the slices still come out right.
+TEST_F(BlockDelta, ServerIgnoringRangeStillGivesTheRightSlices) {
+  const std::string old = Content(12, 5, 14);
+  std::string fresh = old;
+  fresh[5 * kBlock] ^= 1;
+  const Published p = Publish("sem-faixa.pak", fresh);
+  ASSERT_EQ(Run(p, Installed(p, old), fault_.base_url + "/norange"), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+  const auto requests = RequestsFor(fault_, "/norange" + p.uri, 2);
+  ASSERT_EQ(requests.size(), 2u);
+  EXPECT_EQ(requests[1].status, 200);
+}
+
+// Missing bytes exactly 0.6 of the manifest's .orvb size still take ranges; one byte less of
+// .orvb and the whole file is asked for instead. That manifest understates the real .orvb, so the
+// whole download stops at the size it gives, on every attempt, and never grows past it.
+TEST_F(BlockDelta, AtTheThresholdRangesAboveItTheWholeFileNeverPastItsSize) {
   const std::string old = Content(20, 100, 21);
   std::string fresh = old;
   for (const std::size_t k : {5u, 6u, 7u}) Scramble(fresh, k, static_cast<std::uint32_t>(k));
   Published p = Publish("limite.pak", fresh);
   for (const std::size_t k : {5u, 6u, 7u}) ASSERT_NE(p.table.blocks[k].stored_flag, 0u);
   const auto installed = Installed(p, old);
-
-  // Missing bytes exactly 0.6 of the manifest's .orvb size still take ranges; one byte less of
-  // .orvb and the whole file is asked for instead. That manifest understates the real .orvb, so the
-  // whole download stops at the size it gives, on every attempt, and never grows past it.
   p.entry.bTamanho = 3 * kBlock * 5 / 3;
   ASSERT_EQ(Run(p, installed, nginx_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);
@@ -259,22 +258,23 @@ TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
   EXPECT_EQ(Run(p, installed, nginx_.base_url), -1);
   EXPECT_EQ(error_, "arquivo maior que o esperado");
   EXPECT_LE(FileSizeOf(Beside(p, ".orvb.part")), static_cast<std::int64_t>(p.entry.bTamanho));
-  auto requests = RequestsFor(nginx_, p.uri, 4);
+  const auto requests = RequestsFor(nginx_, p.uri, 4);
   ASSERT_GE(requests.size(), 4u);
   EXPECT_EQ(requests[1].range, p.BlockRange(5, 7));
-  EXPECT_EQ(requests[2].range, p.HeaderRange());
+  EXPECT_EQ(requests[2].range, "bytes=0-363");
   EXPECT_EQ(requests[3].range, "-");
   EXPECT_EQ(clock_.sleeps_ms.size(), 8u);
-  clock_.sleeps_ms.clear();
+}
 
-  // No installed file: everything is missing. The download breaks off after 300000 bytes, the retry
-  // asks for the rest only. (More than one 256 KiB read arrives before the cut: WinHTTP under Wine
-  // drops a read that a reset interrupts.)
-  const Published whole = Publish("inteiro/novo.pak", Content(160, 0, 22));
+// No installed file: everything is missing. The download breaks off after 300000 bytes, the retry
+// asks for the rest only. (More than one 256 KiB read arrives before the cut: WinHTTP under Wine
+// drops a read that a reset interrupts.)
+TEST_F(BlockDelta, WithNothingInstalledTheWholeOrvbComesAndACutOneResumes) {
+  const Published whole = PublishWhole();
   const std::uint64_t size = whole.entry.bTamanho;
   ASSERT_GT(size, 320000u);
   Arm(2, "/cut/300000", whole);  // the header request is short enough to get through whole
-  ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", fault_.base_url), 0) << error_;
+  ASSERT_EQ(Run(whole, Nowhere(), fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(whole)), Content(160, 0, 22));
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
   const std::string log = LogText();
@@ -283,35 +283,45 @@ TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
   const std::size_t line = log.find("download inteiro/novo.pak falhou (conexao caiu (");
   ASSERT_NE(line, std::string::npos) << log;
   EXPECT_NE(log.substr(line, log.find('\r', line) - line).find("), tentativa 1"), std::string::npos);
-  requests = RequestsFor(fault_, whole.uri, 3);
+  const auto requests = RequestsFor(fault_, whole.uri, 3);
   ASSERT_EQ(requests.size(), 3u);
   EXPECT_EQ(requests[1].range, "-");
   EXPECT_LE(requests[1].body_bytes, 300000u);
   EXPECT_EQ(requests[2].status, 206);
   EXPECT_LT(requests[2].body_bytes, size);
   EXPECT_EQ(requests[2].range, "bytes=" + std::to_string(size - requests[2].body_bytes) + "-");
+}
 
-  // A partial .orvb left by an earlier run is continued, not fetched again.
+// A partial .orvb left by an earlier run is continued, not fetched again.
+TEST_F(BlockDelta, APartialOrvbLeftByAnEarlierRunIsContinued) {
+  const Published whole = PublishWhole();
+  const std::uint64_t size = whole.entry.bTamanho;
   const std::string orvb = ReadTestFile(served_.path() / "inteiro/novo.pak.orvb");
   WriteTestFile(Beside(whole, ".orvb.part"), orvb.substr(0, 5000));
-  ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
-  requests = RequestsFor(nginx_, whole.uri, 2);
+  ASSERT_EQ(Run(whole, Nowhere(), nginx_.base_url), 0) << error_;
+  const auto requests = RequestsFor(nginx_, whole.uri, 2);
   ASSERT_EQ(requests.size(), 2u);
   EXPECT_EQ(requests[1].range, "bytes=5000-");
   EXPECT_EQ(requests[1].body_bytes, size - 5000);
   EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
+}
 
-  // A whole-length .orvb.part that is not the .orvb (the server answers 416 to it) fails to decode;
-  // it is thrown away so the next call starts clean.
+// A whole-length .orvb.part that is not the .orvb (the server answers 416 to it) fails to decode;
+// it is thrown away so the next call starts clean.
+TEST_F(BlockDelta, AWholeLengthPartialThatIsNotTheOrvbIsThrownAway) {
+  const Published whole = PublishWhole();
+  const std::string orvb = ReadTestFile(served_.path() / "inteiro/novo.pak.orvb");
   WriteTestFile(Beside(whole, ".orvb.part"), "X" + orvb.substr(1));
-  EXPECT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
+  EXPECT_EQ(Run(whole, Nowhere(), nginx_.base_url), -1);
   EXPECT_EQ(error_, "arquivo em blocos invalido");
   EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
   EXPECT_FALSE(PathExists(Beside(whole, ".bloco")));
-  ASSERT_EQ(Run(whole, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  ASSERT_EQ(Run(whole, Nowhere(), nginx_.base_url), 0) << error_;
+}
 
-  // A whole .orvb.part of the previous publication, exactly as long as the new .orvb: it decodes,
-  // but to the old file. It must not be kept, or every later run would resume it and fail alike.
+// A whole .orvb.part of the previous publication, exactly as long as the new .orvb: it decodes,
+// but to the old file. It must not be kept, or every later run would resume it and fail alike.
+TEST_F(BlockDelta, AWholePartialOfThePreviousPublicationIsNotKept) {
   std::string before = Content(20, 0, 23);
   Scramble(before, 3, 1);
   std::string after = before;
@@ -320,107 +330,129 @@ TEST_F(BlockDelta, AboveTheThresholdTheWholeFileComesAndResumes) {
   const Published republished = Publish("republicado.pak", after);
   ASSERT_EQ(stale.size(), republished.entry.bTamanho);
   WriteTestFile(Beside(republished, ".orvb.part"), stale);
-  EXPECT_EQ(Run(republished, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
+  EXPECT_EQ(Run(republished, Nowhere(), nginx_.base_url), -1);
   EXPECT_EQ(error_, "arquivo montado com hash errado");
   EXPECT_FALSE(PathExists(Beside(republished, ".orvb.part")));
   EXPECT_FALSE(PathExists(Beside(republished, ".bloco")));
-  ASSERT_EQ(Run(republished, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  ASSERT_EQ(Run(republished, Nowhere(), nginx_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(republished)), after);
 }
 
-TEST_F(BlockDelta, RetriesWaitThroughTheClockAndFailuresSayWhy) {
-  const std::string old = Content(16, 300, 31);
-  std::string fresh = old;
-  Scramble(fresh, 9, 99);  // stored raw: 4096 bytes to cut short
-  const Published p = Publish("dados\\falhas.pak", fresh);
-  const auto installed = Installed(p, old);
-  const std::vector<std::uint32_t> all_delays{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000};
+// One changed block (stored raw: 4096 bytes to cut short) fetched through the fault server.
+class BlockDeltaFailures : public BlockDelta {
+ protected:
+  void SetUp() override {
+    BlockDelta::SetUp();
+    Scramble(fresh_, 9, 99);
+    p_ = Publish("dados\\falhas.pak", fresh_);
+    installed_ = Installed(p_, old_);
+  }
+  // Requests for the .orvb at the fault server, waiting for `n`.
+  std::size_t FaultRequests(std::size_t n) { return RequestsFor(fault_, p_.uri, n).size(); }
 
-  // The header fails twice, then comes: two pauses, no log line for them.
-  Arm(2, "/status/500", p);
-  ASSERT_EQ(Run(p, installed, fault_.base_url), 0) << error_;
+  const std::string old_ = Content(16, 300, 31);
+  std::string fresh_ = old_;
+  Published p_;
+  std::filesystem::path installed_;
+  const std::vector<std::uint32_t> all_delays_{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000};
+};
+
+// The header fails twice, then comes: two pauses, no log line for them.
+TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
+  Arm(2, "/status/500", p_);
+  ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
   EXPECT_EQ(LogText().find("falhou"), std::string::npos);
+  EXPECT_EQ(FaultRequests(4), 4u);  // three for the header, one range
+}
 
-  // Eight header failures: a pause after each, the eighth included, and the last reason.
-  clock_.sleeps_ms.clear();
-  Arm(8, "/status/500", p);
-  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+// Eight header failures: a pause after each, the eighth included, and the last reason.
+TEST_F(BlockDeltaFailures, EightHeaderFailuresGiveUpWithTheLastReason) {
+  Arm(8, "/status/500", p_);
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "HTTP 500");
-  EXPECT_EQ(clock_.sleeps_ms, all_delays);
+  EXPECT_EQ(clock_.sleeps_ms, all_delays_);
+  EXPECT_EQ(FaultRequests(8), 8u);
+}
 
-  // A range that ends early is logged and asked again.
-  clock_.sleeps_ms.clear();
-  Arm(2, "/short/1000", p);
-  ASSERT_EQ(Run(p, installed, fault_.base_url), 0) << error_;
-  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
+// A range that ends early is logged and asked again.
+TEST_F(BlockDeltaFailures, AShortRangeIsLoggedAndAskedAgain) {
+  Arm(2, "/short/1000", p_);
+  ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
+  EXPECT_EQ(ReadTestFile(Target(p_)), fresh_);
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
   EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"), std::string::npos);
+  EXPECT_EQ(FaultRequests(3), 3u);
+}
 
-  // ...and gives up after the eighth.
-  clock_.sleeps_ms.clear();
-  Arm(9, "/short/1000", p);
-  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+// ...and gives up after the eighth.
+TEST_F(BlockDeltaFailures, AShortRangeGivesUpAfterTheEighthAttempt) {
+  Arm(9, "/short/1000", p_);
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intervalo incompleto");
-  EXPECT_EQ(clock_.sleeps_ms, all_delays);
+  EXPECT_EQ(clock_.sleeps_ms, all_delays_);
   EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"), std::string::npos);
-  const std::size_t before = RequestsFor(fault_, p.uri, 4 + 8 + 3 + 9).size();
-  ASSERT_EQ(before, 4u + 8 + 3 + 9);
+  EXPECT_EQ(FaultRequests(9), 9u);
+}
 
-  // A block that decodes to other bytes than the manifest says is not asked again.
-  clock_.sleeps_ms.clear();
-  Published lying = p;
+// A block that decodes to other bytes than the manifest says is not asked again.
+TEST_F(BlockDeltaFailures, ACorruptBlockIsNotAskedAgain) {
+  Published lying = p_;
   lying.entry.blocos.replace(32 * 9, 32, std::string(32, '0'));
-  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(lying, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "bloco 9 veio corrompido");
   EXPECT_TRUE(clock_.sleeps_ms.empty());
-  EXPECT_EQ(RequestsFor(fault_, p.uri, before + 2).size(), before + 2);
+  EXPECT_EQ(FaultRequests(2), 2u);
+}
 
-  // The assembled file is checked whole; a wrong one is deleted and its digest logged.
-  lying = p;
+// The assembled file is checked whole; a wrong one is deleted and its digest logged.
+TEST_F(BlockDeltaFailures, AWrongAssembledFileIsDeletedAndItsDigestLogged) {
+  Published lying = p_;
   lying.entry.sha256 = std::string(64, 'f');
-  DeleteFileAt(Target(p));
-  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(lying, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "arquivo montado com hash errado");
-  EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
-  EXPECT_FALSE(PathExists(Target(p)));
-  EXPECT_NE(LogText().find("por bloco dados\\falhas.pak: hash errado (" + p.entry.sha256 + ")"), std::string::npos);
+  EXPECT_FALSE(PathExists(Beside(p_, ".bloco")));
+  EXPECT_FALSE(PathExists(Target(p_)));
+  EXPECT_NE(LogText().find("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"), std::string::npos);
+  EXPECT_EQ(FaultRequests(2), 2u);
+}
 
-  // A table that disagrees with the manifest stops before any block.
-  lying = p;
+// A table that disagrees with the manifest stops before any block.
+TEST_F(BlockDeltaFailures, ATableThatDisagreesWithTheManifestStopsBeforeAnyBlock) {
+  Published lying = p_;
   lying.entry.tamanho += 1;
-  EXPECT_EQ(Run(lying, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(lying, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
-  EXPECT_EQ(RequestsFor(fault_, p.uri, before + 5).size(), before + 5);
+  EXPECT_EQ(FaultRequests(1), 1u);
+}
 
-  // Cancelled before the call: no request, the error text left alone.
+// Cancelled before the call: no request, the error text left alone.
+TEST_F(BlockDeltaFailures, CancelledBeforeTheCallAsksNothing) {
   cancel_ = 1;
-  EXPECT_EQ(Run(p, installed, fault_.base_url), -1);
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intocado");
-  const std::size_t before_cancel = RequestsFor(fault_, p.uri, before + 5).size();
-  EXPECT_EQ(before_cancel, before + 5);
+  EXPECT_EQ(FaultRequests(0), 0u);
+}
 
-  // Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
-  cancel_ = 0;
-  clock_.sleeps_ms.clear();
-  error_.clear();
+// Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
+TEST_F(BlockDeltaFailures, CancelledWhileARangeArrivesKeepsThePartialBlockFile) {
   EXPECT_EQ(BlockDeltaDownload(
-                p.entry, installed, Blocks(p, installed), Target(p), fault_.base_url + served_.UrlPath(""),
+                p_.entry, installed_, Blocks(p_, installed_), Target(p_), fault_.base_url + served_.UrlPath(""),
                 [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
             -1);
   EXPECT_EQ(error_, "cancelado");
-  EXPECT_TRUE(PathExists(Beside(p, ".bloco")));
-  EXPECT_EQ(RequestsFor(fault_, p.uri, before_cancel + 2).size(), before_cancel + 2);
+  EXPECT_TRUE(PathExists(Beside(p_, ".bloco")));
+  EXPECT_EQ(FaultRequests(2), 2u);
+}
 
-  // Cancelled during a whole-file download: the .orvb.part is kept for the next run.
-  cancel_ = 0;
-  error_.clear();
+// Cancelled during a whole-file download: the .orvb.part is kept for the next run.
+TEST_F(BlockDeltaFailures, CancelledDuringAWholeDownloadKeepsThePartialOrvb) {
   EXPECT_EQ(BlockDeltaDownload(
-                p.entry, folders_.root() / "jogo/nao-existe.pak", "", Target(p), nginx_.base_url + served_.UrlPath(""),
+                p_.entry, Nowhere(), "", Target(p_), nginx_.base_url + served_.UrlPath(""),
                 [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
             -1);
   EXPECT_EQ(error_, "cancelado");
-  EXPECT_GT(FileSizeOf(Beside(p, ".orvb.part")), 0);
+  EXPECT_GT(FileSizeOf(Beside(p_, ".orvb.part")), 0);
 }
 
 // The table comes from the server and is not trusted. Blocks 0 to 2 are missing: one run, fetched
@@ -439,32 +471,32 @@ TEST_F(BlockDelta, AHostileTableCostsNeitherMemoryNorAReadOutsideTheRange) {
 
   struct Lie {
     const char* what;
-    std::size_t index;
+    std::size_t at;  // the changed table entry: block 1's at byte 44, block 2's at byte 60
     std::uint64_t offset;
     std::uint32_t length;
     bool range_asked;
   };
   const std::vector<Lie> lies = {
       // offset - first + length wraps around to a small number that passes an unsigned comparison
-      {"meio perto de 2^64", 1, ~0ull - 99, b1.stored_length, true},
+      {"meio perto de 2^64", 44, ~0ull - 99, b1.stored_length, true},
       // adjacent in the table, a terabyte apart in the file: one range of a terabyte
-      {"ultimo a 1 TiB", 2, 1ull << 40, b2.stored_length, false},
-      {"ultimo no fim do espaco", 2, ~0ull - b2.stored_length + 1, b2.stored_length, false},
+      {"ultimo a 1 TiB", 60, 1ull << 40, b2.stored_length, false},
+      {"ultimo no fim do espaco", 60, ~0ull - b2.stored_length + 1, b2.stored_length, false},
       // ten bytes of gap: more than the stored lengths the run needs
-      {"lacuna", 2, b2.offset + 10, b2.stored_length, false},
-      {"meio antes do primeiro", 1, b0.offset - 1, b1.stored_length, true},
-      {"meio alem do ultimo", 1, b2.offset + 1, b2.stored_length, true},
+      {"lacuna", 60, b2.offset + 10, b2.stored_length, false},
+      {"meio antes do primeiro", 44, b0.offset - 1, b1.stored_length, true},
+      {"meio alem do ultimo", 44, b2.offset + 1, b2.stored_length, true},
   };
   std::size_t requests = 0;
   for (const Lie& lie : lies) {
     SCOPED_TRACE(lie.what);
-    Serve(p, WithEntry(published, lie.index, lie.offset, lie.length));
+    Serve(p, WithEntry(published, lie.at, lie.offset, lie.length));
     EXPECT_EQ(Run(p, installed, nginx_.base_url), -1);
     EXPECT_EQ(error_, "tabela em blocos invalida");
     requests += lie.range_asked ? 2 : 1;
     const auto seen = RequestsFor(nginx_, p.uri, requests);
     ASSERT_EQ(seen.size(), requests);
-    EXPECT_EQ(seen.back().range, lie.range_asked ? p.BlockRange(0, 2) : p.HeaderRange());
+    EXPECT_EQ(seen.back().range, lie.range_asked ? p.BlockRange(0, 2) : std::string("bytes=0-683"));
     EXPECT_TRUE(clock_.sleeps_ms.empty()) << "a bad table is not retried";
   }
 

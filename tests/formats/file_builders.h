@@ -69,13 +69,15 @@ inline std::string OrvbHead(std::uint32_t algorithm, std::uint32_t block_size, s
 // A whole ORVB file: the blocks' stored bytes follow the table in order.
 inline std::string OrvbFile(std::uint32_t algorithm, std::uint32_t block_size, std::uint64_t raw_size,
                             const std::vector<std::string>& stored, const std::vector<std::uint32_t>& flags) {
-  std::vector<OrvbEntry> entries;
-  std::uint64_t offset = 28 + 16 * stored.size();
+  const auto count = static_cast<std::uint32_t>(stored.size());
+  std::vector<OrvbEntry> entries(stored.size(), OrvbEntry{0, 0, 0});
+  // The first block starts where the head as written ends.
+  std::uint64_t offset = OrvbHead(algorithm, block_size, raw_size, count, entries).size();
   for (std::size_t i = 0; i < stored.size(); ++i) {
-    entries.push_back({offset, static_cast<std::uint32_t>(stored[i].size()), flags[i]});
+    entries[i] = {offset, static_cast<std::uint32_t>(stored[i].size()), flags[i]};
     offset += stored[i].size();
   }
-  std::string s = OrvbHead(algorithm, block_size, raw_size, static_cast<std::uint32_t>(stored.size()), entries);
+  std::string s = OrvbHead(algorithm, block_size, raw_size, count, entries);
   for (const std::string& b : stored) s += b;
   return s;
 }
