@@ -14,6 +14,8 @@
 #include "update/manifest.h"
 #include "update/sha256.h"
 
+using namespace orv;
+
 int main(int argc, char** argv) {
   if (argc != 5) {
     std::fprintf(stderr, "usage: bench_block_delta MANIFEST_URL OLD_FILE NEW_FILE LOG_FOLDER\n");

@@ -7,6 +7,8 @@
 
 #include "tests/formats/test_data.h"
 
+namespace orv {
+
 namespace {
 
 std::vector<std::uint8_t> MachineCode(std::size_t size) {
@@ -36,3 +38,5 @@ std::vector<Corpus> BenchCorpora(std::size_t size_each) {
   if (!code.empty()) corpora.push_back({"/usr/bin code", std::move(code)});
   return corpora;
 }
+
+}  // namespace orv

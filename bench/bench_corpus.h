@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+namespace orv {
+
 struct Corpus {
   std::string name;
   std::vector<std::uint8_t> data;
@@ -26,3 +28,5 @@ double BestSeconds(int rounds, Work&& work) {
   }
   return best;
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include "core/file_util.h"
 #include "update/http_client.h"
 
+using namespace orv;
+
 int main(int argc, char** argv) {
   if (argc != 3) {
     std::fprintf(stderr, "usage: bench_download URL FILE\n");

@@ -12,6 +12,8 @@
 #include "formats/codec/compression_algorithm.h"
 #include "formats/codec/xpress_huff_encoder.h"
 
+using namespace orv;
+
 namespace {
 
 constexpr std::size_t kChunk = 65536;

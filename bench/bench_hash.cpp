@@ -6,6 +6,8 @@
 #include "core/file_util.h"
 #include "update/sha256.h"
 
+using namespace orv;
+
 int main(int argc, char** argv) {
   const auto start = std::chrono::steady_clock::now();
   std::uint64_t bytes = 0;

@@ -11,6 +11,8 @@
 #include "formats/codec/buffer_encode.h"
 #include "formats/codec/compression_algorithm.h"
 
+using namespace orv;
+
 namespace {
 
 std::vector<std::uint8_t> RawDeflate(const std::vector<std::uint8_t>& data, int level) {

@@ -19,6 +19,8 @@
 #include "update/sha256.h"
 #include "update/verification.h"
 
+using namespace orv;
+
 namespace {
 
 double Seconds(const std::chrono::steady_clock::time_point start) {

@@ -24,6 +24,8 @@
 #include "tests/formats/file_builders.h"
 #include "tests/formats/test_data.h"
 
+using namespace orv;
+
 namespace {
 
 long PeakKiB() {

@@ -9,6 +9,8 @@
 #include "bench_corpus.h"
 #include "formats/codec/xpress_huff_decoder.h"
 
+using namespace orv;
+
 namespace {
 
 constexpr std::size_t kChunk = 65536;

@@ -8,6 +8,8 @@
 #include <functional>
 #include <string>
 
+namespace orv {
+
 // A byte the UI thread sets and every transfer, hash, decode loop and back-off sleep polls; non-zero means stop.
 using CancelFlag = std::atomic<std::uint8_t>;
 
@@ -19,3 +21,5 @@ using ProgressCallback = std::function<void(std::uint64_t)>;
 
 // Hands one UTF-8 JSON text to the page; safe to call from any thread.
 using PageSink = std::function<void(const std::string&)>;
+
+}  // namespace orv

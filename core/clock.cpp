@@ -4,6 +4,8 @@
 #include <chrono>
 #include <thread>
 
+namespace orv {
+
 namespace {
 
 class SteadyClock final : public Clock {
@@ -36,3 +38,5 @@ Clock& SystemClock() {
   static SteadyClock clock;
   return clock;
 }
+
+}  // namespace orv

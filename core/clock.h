@@ -6,6 +6,8 @@
 
 #include "core/callbacks.h"
 
+namespace orv {
+
 class Clock {
  public:
   virtual ~Clock() = default;
@@ -22,3 +24,5 @@ class Clock {
 
 // The real clock of the process.
 Clock& SystemClock();
+
+}  // namespace orv

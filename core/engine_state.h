@@ -9,6 +9,8 @@
 #include "core/clock.h"
 #include "core/run_status.h"
 
+namespace orv {
+
 struct EngineState {
   // Set by a staged self-update; read by the host when the main window closes.
   std::filesystem::path swap_script_path;
@@ -26,3 +28,5 @@ struct EngineState {
   std::filesystem::path module_folder;
   std::filesystem::path data_folder;
 };
+
+}  // namespace orv

@@ -2,6 +2,8 @@
 
 #include <utility>
 
+namespace orv {
+
 File& File::operator=(File&& other) noexcept {
   if (this != &other) {
     Close();
@@ -21,3 +23,5 @@ std::int64_t File::ReadFull(void* buffer, std::size_t size) {
   }
   return static_cast<std::int64_t>(done);
 }
+
+}  // namespace orv

@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <filesystem>
 
+namespace orv {
+
 class File {
  public:
   enum class Access {
@@ -46,3 +48,5 @@ class File {
   static constexpr std::intptr_t kInvalid = -1;
   std::intptr_t handle_ = kInvalid;
 };
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 
 #include <cerrno>
 
+namespace orv {
+
 bool File::Open(const std::filesystem::path& path, Access access) {
   Close();
   int flags = O_CLOEXEC;
@@ -66,3 +68,5 @@ std::int64_t File::Size() const {
 }
 
 bool File::Flush() { return ::fsync(static_cast<int>(handle_)) == 0; }
+
+}  // namespace orv

@@ -3,6 +3,8 @@
 
 #include "core/file.h"
 
+namespace orv {
+
 bool ReadWholeFile(const fs::path& path, std::string& out) {
   File file(path, File::Access::kRead);
   if (!file.IsOpen()) return false;
@@ -20,3 +22,5 @@ bool WriteWholeFile(const fs::path& path, std::string_view bytes) {
   file.Flush();
   return ok;
 }
+
+}  // namespace orv

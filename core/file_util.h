@@ -9,6 +9,8 @@
 #include <string_view>
 #include <vector>
 
+namespace orv {
+
 namespace fs = std::filesystem;
 
 // Reads the whole file (shared for reading). True only when exactly its size was read; an empty
@@ -40,3 +42,5 @@ bool CreateFolder(const fs::path& path);
 bool RemoveEmptyFolder(const fs::path& path);
 // Names of the sub-folders directly inside `folder` ("." and ".." excluded).
 [[nodiscard]] std::vector<fs::path> ListSubfolders(const fs::path& folder);
+
+}  // namespace orv

@@ -7,6 +7,8 @@
 
 #include <cerrno>
 
+namespace orv {
+
 bool EnsureParentFolder(const fs::path& path) {
   const std::string& text = path.native();
   const size_t cut = text.find_last_of("\\/");
@@ -97,3 +99,5 @@ std::vector<fs::path> ListSubfolders(const fs::path& folder) {
   ::closedir(dir);
   return names;
 }
+
+}  // namespace orv

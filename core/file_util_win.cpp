@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <shlobj.h>
 
+namespace orv {
+
 bool EnsureParentFolder(const fs::path& path) {
   const std::wstring& text = path.native();
   const size_t cut = text.find_last_of(L"\\/");
@@ -69,3 +71,5 @@ std::vector<fs::path> ListSubfolders(const fs::path& folder) {
   FindClose(search);
   return names;
 }
+
+}  // namespace orv

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+namespace orv {
+
 namespace {
 HANDLE H(std::intptr_t h) { return reinterpret_cast<HANDLE>(h); }
 }  // namespace
@@ -66,3 +68,5 @@ std::int64_t File::Size() const {
 }
 
 bool File::Flush() { return FlushFileBuffers(H(handle_)) != 0; }
+
+}  // namespace orv

@@ -3,6 +3,8 @@
 #include <windows.h>
 #include <shobjidl.h>
 
+namespace orv {
+
 namespace {
 
 // Releases a COM interface on every path.
@@ -51,3 +53,5 @@ std::filesystem::path PickFolder(const std::filesystem::path& current, void* own
   CoTaskMemFree(path);
   return chosen;
 }
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include "core/file_util.h"
 #include "core/paths.h"
 
+namespace orv {
+
 std::filesystem::path GameFolderFromText(std::string_view content) {
   while (!content.empty() && (content.back() == '\r' || content.back() == '\n' || content.back() == ' ')) {
     content.remove_suffix(1);
@@ -33,3 +35,5 @@ std::filesystem::path ChannelFolder(const std::filesystem::path& game_folder, st
   if (index == 0) return game_folder;
   return WithSuffix(game_folder, " (" + std::string(name_utf8) + ")");
 }
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include <filesystem>
 #include <string_view>
 
+namespace orv {
+
 // The chosen folder, or the default one when pastajogo.txt is missing, blank or not absolute
 // (a drive or UNC path on Windows; also a path starting with "/" on Linux).
 [[nodiscard]] std::filesystem::path LoadGameFolder();
@@ -18,3 +20,5 @@ void SaveGameFolder(const std::filesystem::path& folder);
 [[nodiscard]] std::filesystem::path GameFolderFromText(std::string_view content);
 // Platform rule: does this (already trimmed) path name an absolute folder the launcher accepts?
 [[nodiscard]] bool IsAcceptedGameFolder(const std::filesystem::path& path);
+
+}  // namespace orv

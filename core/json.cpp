@@ -7,6 +7,8 @@
 
 #include "core/utf8.h"
 
+namespace orv {
+
 namespace {
 
 // One pass over the text with a cursor; every step fails when input ends where more is needed.
@@ -301,3 +303,5 @@ std::string JsonQuote(std::string_view s) {
   out.push_back('"');
   return out;
 }
+
+}  // namespace orv

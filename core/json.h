@@ -10,6 +10,8 @@
 #include <string_view>
 #include <vector>
 
+namespace orv {
+
 struct JsonMember;
 
 enum class JsonKind : std::int32_t { Null = 0, Bool = 1, Number = 2, String = 3, Array = 4, Object = 5 };
@@ -61,3 +63,5 @@ struct JsonMember {
 
 // The JSON string literal of the byte string `s`, quotes included. Bytes >= 0x80 pass through raw.
 [[nodiscard]] std::string JsonQuote(std::string_view s);
+
+}  // namespace orv

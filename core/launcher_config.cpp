@@ -5,6 +5,8 @@
 #include "core/json.h"
 #include "core/paths.h"
 
+namespace orv {
+
 const char kOfficialManifestUrl[] = "https://download.valdren.com.br/oficial/manifest.json";
 
 const char kDefaultLauncherConfig[] =
@@ -49,3 +51,5 @@ LauncherConfig LoadLauncherConfig() {
   if (!ReadWholeFile(GetModuleFolder() / "launcher.json", text)) text = kDefaultLauncherConfig;
   return LauncherConfigFromText(text, LoadGameFolder());
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace orv {
+
 struct Channel {
   std::string id;
   std::string nome;             // display name; also names the folder of every channel after the first
@@ -30,3 +32,5 @@ extern const char kOfficialManifestUrl[];
 [[nodiscard]] LauncherConfig LoadLauncherConfig();
 // The same from a given text (launcher.json's content) and game folder.
 [[nodiscard]] LauncherConfig LauncherConfigFromText(const std::string& text, const std::filesystem::path& game_folder);
+
+}  // namespace orv

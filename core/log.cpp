@@ -8,6 +8,8 @@
 #include "core/log_sink.h"
 #include "core/paths.h"
 
+namespace orv {
+
 void Log(const char* format, ...) {
   char message[2048];
   va_list args;
@@ -26,3 +28,5 @@ void Log(const char* format, ...) {
   // The data folder is derived anew for every line, as the log may outlive a folder change.
   AppendToFile(GetDataFolder() / "launcher.log", std::string_view(line, static_cast<size_t>(length)));
 }
+
+}  // namespace orv

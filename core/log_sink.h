@@ -4,6 +4,8 @@
 #include <filesystem>
 #include <string_view>
 
+namespace orv {
+
 struct LocalTime {
   int year, month, day, hour, minute, second;
 };
@@ -11,3 +13,5 @@ struct LocalTime {
 LocalTime LocalTimeNow();
 // Opens for appending, writes, closes; failures are ignored.
 void AppendToFile(const std::filesystem::path& path, std::string_view bytes);
+
+}  // namespace orv

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <ctime>
 
+namespace orv {
+
 LocalTime LocalTimeNow() {
   const std::time_t now = std::time(nullptr);
   std::tm t{};
@@ -16,3 +18,5 @@ void AppendToFile(const std::filesystem::path& path, std::string_view bytes) {
   std::fwrite(bytes.data(), 1, bytes.size(), file);
   std::fclose(file);
 }
+
+}  // namespace orv

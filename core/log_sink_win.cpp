@@ -4,6 +4,8 @@
 
 #include <cstdio>
 
+namespace orv {
+
 LocalTime LocalTimeNow() {
   SYSTEMTIME t;
   GetLocalTime(&t);
@@ -16,3 +18,5 @@ void AppendToFile(const std::filesystem::path& path, std::string_view bytes) {
   std::fwrite(bytes.data(), 1, bytes.size(), file);
   std::fclose(file);
 }
+
+}  // namespace orv

@@ -2,6 +2,8 @@
 
 #include <atomic>
 
+namespace orv {
+
 namespace {
 std::atomic<const FolderOverrides*> g_overrides{nullptr};
 }
@@ -20,3 +22,5 @@ bool IsSafeRelativePath(std::string_view relative_utf8) {
   if (relative_utf8.front() == '/' || relative_utf8.front() == '\\') return false;
   return relative_utf8.find("..") == std::string_view::npos && relative_utf8.find(':') == std::string_view::npos;
 }
+
+}  // namespace orv

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+namespace orv {
+
 namespace fs = std::filesystem;
 
 // The running executable's folder, without a trailing separator.
@@ -43,3 +45,5 @@ struct FolderOverrides {
 };
 void SetFolderOverridesForTesting(const FolderOverrides* overrides);
 [[nodiscard]] const FolderOverrides* GetFolderOverrides();
+
+}  // namespace orv

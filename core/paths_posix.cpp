@@ -5,6 +5,8 @@
 
 #include <cstdlib>
 
+namespace orv {
+
 namespace {
 
 fs::path Home() {
@@ -68,3 +70,5 @@ fs::path JoinRelative(const fs::path& folder, std::string_view relative_utf8) {
   }
   return folder.native() + "/" + relative;
 }
+
+}  // namespace orv

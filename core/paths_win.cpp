@@ -6,6 +6,8 @@
 
 #include "core/text.h"
 
+namespace orv {
+
 namespace {
 
 fs::path KnownFolder(REFKNOWNFOLDERID id, DWORD flags) {
@@ -66,3 +68,5 @@ fs::path JoinRelative(const fs::path& folder, std::string_view relative_utf8) {
   }
   return folder.native() + L"\\" + relative;
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include <functional>
 #include <string>
 
+namespace orv {
+
 enum class RunPhase { kChecking, kDownloading, kInstalling, kReady, kOutdated, kPaused, kError, kRestarting };
 
 // True for the phases that end a run (ready, outdated, paused, error, restarting).
@@ -25,3 +27,5 @@ struct RunStatus {
 
 // Called on the run's thread with every status, before the page's message is sent.
 using StatusSink = std::function<void(const RunStatus&)>;
+
+}  // namespace orv

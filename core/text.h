@@ -5,5 +5,9 @@
 #include <string>
 #include <string_view>
 
+namespace orv {
+
 [[nodiscard]] std::wstring Utf8ToWide(std::string_view utf8);
 [[nodiscard]] std::string WideToUtf8(std::wstring_view wide);
+
+}  // namespace orv

@@ -4,6 +4,8 @@
 
 #include "core/utf8.h"
 
+namespace orv {
+
 namespace {
 
 constexpr char32_t kReplacement = 0xFFFD;
@@ -62,3 +64,5 @@ std::string WideToUtf8(std::wstring_view wide) {
   for (const wchar_t ch : wide) EncodeOne(utf8, static_cast<char32_t>(ch));
   return utf8;
 }
+
+}  // namespace orv

@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+namespace orv {
+
 std::wstring Utf8ToWide(std::string_view utf8) {
   if (utf8.empty()) return {};
   const int length = static_cast<int>(utf8.size());
@@ -21,3 +23,5 @@ std::string WideToUtf8(std::wstring_view wide) {
   WideCharToMultiByte(CP_UTF8, 0, wide.data(), length, utf8.data(), needed, nullptr, nullptr);
   return utf8;
 }
+
+}  // namespace orv

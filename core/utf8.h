@@ -3,6 +3,8 @@
 
 #include <string>
 
+namespace orv {
+
 // Writes `cp` as 1 to 4 UTF-8 bytes. Nothing is checked: each caller decides beforehand what a
 // surrogate or an out-of-range value becomes.
 inline void AppendUtf8(std::string& out, char32_t cp) {
@@ -22,3 +24,5 @@ inline void AppendUtf8(std::string& out, char32_t cp) {
     out.push_back(static_cast<char>(0x80 | (cp & 0x3F)));
   }
 }
+
+}  // namespace orv

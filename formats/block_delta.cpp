@@ -14,6 +14,8 @@
 #include "update/sha256.h"
 #include "update/work_files.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::size_t kMaxRunBlocks = 32;
@@ -287,3 +289,5 @@ int BlockDeltaDownload(const ManifestEntry& entry, const std::filesystem::path& 
   BlockDelta delta(entry, installed, installed_blocks, target, base_url, progress, cancel, clock, error);
   return delta.Run();
 }
+
+}  // namespace orv

@@ -13,6 +13,8 @@
 #include "core/clock.h"
 #include "update/manifest.h"
 
+namespace orv {
+
 // 0 when `target` holds the verified new file; -1 on failure or cancellation with `error` set.
 // `installed` may be missing; `installed_blocks` are its block digests as verification made them
 // (Sha256OfBlocks with the entry's "bloco"; empty when there is no installed file), so the file is not
@@ -30,3 +32,5 @@
 // Groups ascending block indices into runs of adjacent blocks, at most `max_blocks` each.
 [[nodiscard]] std::vector<std::vector<std::uint32_t>> AdjacentRuns(const std::vector<std::uint32_t>& indices,
                                                                    std::size_t max_blocks);
+
+}  // namespace orv

@@ -8,6 +8,8 @@
 #include <memory>
 #include <new>
 
+namespace orv {
+
 class ByteBuffer {
  public:
   ByteBuffer() = default;
@@ -30,3 +32,5 @@ class ByteBuffer {
   std::unique_ptr<std::uint8_t[]> data_;
   std::size_t capacity_ = 0;
 };
+
+}  // namespace orv

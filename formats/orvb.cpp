@@ -10,6 +10,8 @@
 #include "formats/codec/decompressor.h"
 #include "formats/orvz.h"
 
+namespace orv {
+
 namespace {
 
 bool Fail(std::string& error, const char* message) {
@@ -162,3 +164,5 @@ bool DecompressOrvbFile(const std::filesystem::path& source_path, const std::fil
   }
   return true;
 }
+
+}  // namespace orv

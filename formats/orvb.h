@@ -13,6 +13,8 @@
 
 #include "core/callbacks.h"
 
+namespace orv {
+
 inline constexpr std::uint32_t kOrvbVersion = 1;
 inline constexpr std::uint32_t kOrvbMaxBlockSize = 0x10000000;
 inline constexpr std::size_t kOrvbHeaderSize = 28;
@@ -58,3 +60,5 @@ struct OrvbTable {
                                       const std::filesystem::path& target_path,
                                       std::optional<std::uint64_t> expected_size, const CancelFlag* cancel,
                                       std::string& error);
+
+}  // namespace orv

@@ -8,6 +8,8 @@
 #include "formats/codec/byte_order.h"
 #include "formats/codec/decompressor.h"
 
+namespace orv {
+
 namespace {
 
 // Each header field has its own read of exactly its width.
@@ -77,3 +79,5 @@ bool DecompressOrvzFile(const std::filesystem::path& source_path, const std::fil
   }
   return true;
 }
+
+}  // namespace orv

@@ -11,6 +11,8 @@
 
 #include "core/callbacks.h"
 
+namespace orv {
+
 inline constexpr std::uint32_t kOrvzVersion = 1;
 inline constexpr std::uint32_t kOrvzMaxChunkSize = 0x10000000;
 inline constexpr std::uint64_t kOrvzHeaderSize = 24;
@@ -34,3 +36,5 @@ inline constexpr std::uint64_t kOrvzHeaderSize = 24;
                                       const std::filesystem::path& target_path,
                                       std::optional<std::uint64_t> expected_size, const CancelFlag* cancel,
                                       std::string& error);
+
+}  // namespace orv

@@ -11,6 +11,8 @@
 #include "formats/orvb.h"
 #include "formats/orvz.h"
 
+namespace orv {
+
 namespace {
 
 bool Fail(std::string& error, const char* message) {
@@ -137,3 +139,5 @@ bool WriteOrvbFile(const std::filesystem::path& source_path, const std::filesyst
   }
   return true;
 }
+
+}  // namespace orv

@@ -11,6 +11,8 @@
 #include "core/callbacks.h"
 #include "formats/codec/compression_algorithm.h"
 
+namespace orv {
+
 struct PackParameters {
   std::uint32_t algorithm = kAlgorithmXpressHuff;  // kAlgorithmMszip or kAlgorithmXpressHuff
   std::uint32_t chunk_size = 1u << 20;             // ORVZ chunk or ORVB block size, 1 to 0x10000000
@@ -28,3 +30,5 @@ struct PackParameters {
 // grande demais para o tamanho de bloco" when the block count would not fit in 32 bits.
 [[nodiscard]] bool WriteOrvbFile(const std::filesystem::path& source_path, const std::filesystem::path& target_path,
                                  const PackParameters& parameters, const CancelFlag* cancel, std::string& error);
+
+}  // namespace orv

@@ -19,6 +19,8 @@
 #include "formats/codec/xpress_decoder.h"
 #include "formats/codec/xpress_huff_decoder.h"
 
+using namespace orv;
+
 namespace {
 
 void RepairCheckByte(std::vector<std::uint8_t>& c) {

@@ -8,6 +8,8 @@
 
 #include "core/json.h"
 
+using namespace orv;
+
 namespace {
 
 void CheckString(const JsonValue& value) {

@@ -9,6 +9,8 @@
 #include "core/paths.h"
 #include "update/manifest.h"
 
+using namespace orv;
+
 namespace {
 
 // The log of skipped entries goes to a folder that cannot be created: lines are dropped.

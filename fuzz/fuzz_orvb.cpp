@@ -10,6 +10,8 @@
 
 #include "formats/orvb.h"
 
+using namespace orv;
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::span<const std::uint8_t> bytes(data, size);
   OrvbTable table;

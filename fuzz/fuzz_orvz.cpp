@@ -14,6 +14,8 @@
 #include "formats/codec/byte_order.h"
 #include "formats/orvz.h"
 
+using namespace orv;
+
 namespace {
 
 // Large outputs decode by the same code as small ones; they only slow the run down.

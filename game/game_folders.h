@@ -6,4 +6,8 @@
 
 #include <filesystem>
 
+namespace orv {
+
 [[nodiscard]] std::filesystem::path GameLocalAppData();
+
+}  // namespace orv

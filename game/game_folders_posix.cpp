@@ -5,6 +5,8 @@
 
 #include "core/paths.h"
 
+namespace orv {
+
 namespace {
 
 std::string Variable(const char* name) {
@@ -26,3 +28,5 @@ std::filesystem::path GameLocalAppData() {
   if (user.empty()) return {};
   return prefix + "/drive_c/users/" + user + "/AppData/Local";
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 
 #include "core/paths.h"
 
+namespace orv {
+
 std::filesystem::path GameLocalAppData() {
   if (const auto* overrides = GetFolderOverrides()) return overrides->local_app_data;
   PWSTR raw = nullptr;
@@ -14,3 +16,5 @@ std::filesystem::path GameLocalAppData() {
   CoTaskMemFree(raw);
   return result;
 }
+
+}  // namespace orv

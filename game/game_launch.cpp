@@ -7,6 +7,8 @@
 #include "game/game_settings.h"
 #include "update/swap_journal.h"
 
+namespace orv {
+
 namespace {
 
 std::string Aviso(const std::string& text) { return "{\"tipo\":\"aviso\",\"texto\":" + JsonQuote(text) + "}"; }
@@ -65,3 +67,5 @@ void RunLaunchJob(const LaunchJob& job, const LaunchContext& context) {
   context.clock->SleepMs(kPauseBeforeCloseMs);
   context.request_close();
 }
+
+}  // namespace orv

@@ -13,6 +13,8 @@
 #include "game/game_process.h"
 #include "game/prerequisites.h"
 
+namespace orv {
+
 inline constexpr char kAvisoAbrindoJogo[] = "{\"tipo\":\"aviso\",\"texto\":\"Abrindo o jogo…\"}";
 inline constexpr char kAvisoJogoNaoEncontrado[] =
     "{\"tipo\":\"aviso\",\"texto\":\"Jogo não encontrado. Atualize primeiro.\"}";
@@ -51,3 +53,5 @@ struct LaunchContext {
 // The worker's part: prerequisites (installing the missing ones), then the starts 3000 ms apart, and
 // 500 ms after the last one the close request when at least one start succeeded.
 void RunLaunchJob(const LaunchJob& job, const LaunchContext& context);
+
+}  // namespace orv

@@ -2,6 +2,8 @@
 
 #include "core/paths.h"
 
+namespace orv {
+
 std::string GameCommandLine(const std::filesystem::path& executable, const std::string& arguments) {
   // Appended piece by piece: GCC 12 at -O3 misreads a chain of temporaries as overlapping copies.
   std::string line = "\"";
@@ -10,3 +12,5 @@ std::string GameCommandLine(const std::filesystem::path& executable, const std::
   line += arguments;
   return line;
 }
+
+}  // namespace orv

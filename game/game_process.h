@@ -10,6 +10,8 @@
 #include <filesystem>
 #include <string>
 
+namespace orv {
+
 // The command line of a start: a double quote, the executable, a double quote, then `arguments`
 // (empty, or beginning with a blank).
 [[nodiscard]] std::string GameCommandLine(const std::filesystem::path& executable, const std::string& arguments);
@@ -23,3 +25,5 @@ class GameProcessStarter {
 };
 
 [[nodiscard]] GameProcessStarter& SystemGameProcessStarter();
+
+}  // namespace orv

@@ -12,7 +12,10 @@
 #include <thread>
 #include <vector>
 
+// The process environment, declared by POSIX at global scope.
 extern char** environ;
+
+namespace orv {
 
 namespace {
 
@@ -75,3 +78,5 @@ GameProcessStarter& SystemGameProcessStarter() {
   static PosixGameProcessStarter starter;
   return starter;
 }
+
+}  // namespace orv

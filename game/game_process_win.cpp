@@ -6,6 +6,8 @@
 
 #include "core/text.h"
 
+namespace orv {
+
 namespace {
 
 class WindowsGameProcessStarter final : public GameProcessStarter {
@@ -37,3 +39,5 @@ GameProcessStarter& SystemGameProcessStarter() {
   static WindowsGameProcessStarter starter;
   return starter;
 }
+
+}  // namespace orv

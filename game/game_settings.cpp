@@ -12,6 +12,8 @@
 #include "game/game_folders.h"
 #include "game/profile.h"
 
+namespace orv {
+
 namespace {
 
 constexpr char kEngineSection[] = "/Script/Engine.GameUserSettings";
@@ -142,3 +144,5 @@ std::int32_t ClampInstances(std::int64_t instances) {
   if (instances > 4) return 4;
   return static_cast<std::int32_t>(instances);
 }
+
+}  // namespace orv

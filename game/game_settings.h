@@ -10,6 +10,8 @@
 
 #include "core/json.h"
 
+namespace orv {
+
 struct GameSettings {
   std::int32_t res_x = 1920;
   std::int32_t res_y = 1080;
@@ -42,3 +44,5 @@ bool SaveGameSettings(const GameSettings& settings);
 
 // The launcher's instance range: below 1 gives 1, above 4 gives 4.
 [[nodiscard]] std::int32_t ClampInstances(std::int64_t instances);
+
+}  // namespace orv

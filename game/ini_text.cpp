@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <vector>
 
+namespace orv {
+
 namespace {
 
 struct Line {
@@ -132,3 +134,5 @@ std::string IniAssign(std::string_view text, std::string_view section, std::stri
   result.append(key).append("=").append(value).append("\r\n");
   return result;
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+namespace orv {
+
 // The value of [section] key in `text`: names compared without regard to ASCII case, blanks around
 // the name and the value dropped, the first matching key of the first matching section wins. Lines
 // before the first section header belong to no section. nullopt when absent.
@@ -18,3 +20,5 @@
 // every other byte is kept.
 [[nodiscard]] std::string IniAssign(std::string_view text, std::string_view section, std::string_view key,
                                     std::string_view value);
+
+}  // namespace orv

@@ -4,6 +4,8 @@
 #include "core/log.h"
 #include "core/paths.h"
 
+namespace orv {
+
 namespace {
 
 constexpr char kRedistFolder[] = "Engine/Extras/Redist/en-us/";
@@ -99,3 +101,5 @@ bool InstallPrerequisites(const std::filesystem::path& game_folder, std::string&
   }
   return true;
 }
+
+}  // namespace orv

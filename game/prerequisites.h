@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <string>
 
+namespace orv {
+
 // Presence flags: the Visual C++ flag in the low byte, the GameInput flag in the next one.
 using PrerequisiteFlags = std::uint32_t;
 [[nodiscard]] constexpr PrerequisiteFlags MakePrerequisiteFlags(bool vc, bool game_input) {
@@ -53,3 +55,5 @@ class PrerequisiteSystem {
 [[nodiscard]] bool InstallPrerequisites(const std::filesystem::path& game_folder, std::string& error);
 [[nodiscard]] bool InstallPrerequisites(const std::filesystem::path& game_folder, std::string& error,
                                         PrerequisiteSystem& system);
+
+}  // namespace orv

@@ -1,5 +1,7 @@
 #include "game/prerequisites.h"
 
+namespace orv {
+
 namespace {
 
 // The Visual C++ runtime and GameInput are Windows components; under Wine the game uses Wine's own
@@ -20,3 +22,5 @@ PrerequisiteSystem& SystemPrerequisites() {
   static PosixPrerequisites system;
   return system;
 }
+
+}  // namespace orv

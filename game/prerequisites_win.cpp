@@ -5,6 +5,8 @@
 
 #include <string>
 
+namespace orv {
+
 namespace {
 
 constexpr wchar_t kRuntimeKey[] = L"SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64";
@@ -85,3 +87,5 @@ PrerequisiteSystem& SystemPrerequisites() {
   static WindowsPrerequisites system;
   return system;
 }
+
+}  // namespace orv

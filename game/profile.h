@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+namespace orv {
+
 // The value of [section] key, or `fallback` when the file, the section or the key is missing. The
 // result is cut to `capacity` - 1 characters (UTF-16 units on Windows, bytes elsewhere), as a
 // buffer of `capacity` characters would hold it. Texts are UTF-8.
@@ -21,3 +23,5 @@
 // writes nothing.
 bool WriteIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                    std::string_view value);
+
+}  // namespace orv

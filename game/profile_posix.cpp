@@ -3,6 +3,8 @@
 #include "core/file_util.h"
 #include "game/ini_text.h"
 
+namespace orv {
+
 namespace {
 
 // Cuts after `count` characters (code points), as a buffer of wide characters would.
@@ -37,3 +39,5 @@ bool WriteIniValue(const std::filesystem::path& file, std::string_view section, 
   if (PathExists(file) && !ReadWholeFile(file, text)) return false;
   return WriteWholeFile(file, IniAssign(text, section, key, value));
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 
 #include "core/text.h"
 
+namespace orv {
+
 std::string ReadIniValue(const std::filesystem::path& file, std::string_view section, std::string_view key,
                          std::string_view fallback, std::size_t capacity) {
   if (capacity == 0) return {};
@@ -28,3 +30,5 @@ bool WriteIniValue(const std::filesystem::path& file, std::string_view section, 
   const std::wstring wide_value = Utf8ToWide(value);
   return WritePrivateProfileStringW(wide_section.c_str(), wide_key.c_str(), wide_value.c_str(), file.c_str()) != 0;
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include "game/game_launch.h"
 #include "game/game_settings.h"
 
+namespace orv {
+
 GameRoomCommands::GameRoomCommands(EngineState& state, PageSink post_to_page, HostWindow& window, GameRoomSeams seams)
     : state_(state), post_(std::move(post_to_page)), window_(window), seams_(std::move(seams)) {}
 
@@ -35,3 +37,5 @@ bool GameRoomCommands::SaveSettings(const JsonValue& dados) {
   SaveGameSettings(ApplySettingsFields(LoadGameSettings(), dados));
   return true;
 }
+
+}  // namespace orv

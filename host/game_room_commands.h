@@ -10,6 +10,8 @@
 #include "game/prerequisites.h"
 #include "host/host_bridge.h"
 
+namespace orv {
+
 // Seams that tests replace; hosts leave them all empty.
 struct GameRoomSeams {
   PrerequisiteSystem* prerequisites = nullptr;  // empty: the real system
@@ -43,3 +45,5 @@ class GameRoomCommands final : public GameCommands {
   HostWindow& window_;
   GameRoomSeams seams_;
 };
+
+}  // namespace orv

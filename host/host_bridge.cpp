@@ -5,6 +5,8 @@
 #include "core/game_folder.h"
 #include "host/page_messages.h"
 
+namespace orv {
+
 HostBridge::HostBridge(LauncherConfig& config, EngineState& state, bool auto_mode, PageSink post_to_page,
                        HostWindow& window, RunStarter& runs, GameCommands& game)
     : config_(config),
@@ -90,3 +92,5 @@ void HostBridge::OpenLink(const JsonValue& message) {
   // Only secure web links leave the launcher; anything else could start an arbitrary handler.
   if (url.IsString() && url.text.rfind("https://", 0) == 0) window_.OpenUrl(url.text);
 }
+
+}  // namespace orv

@@ -15,6 +15,8 @@
 #include "core/json.h"
 #include "core/launcher_config.h"
 
+namespace orv {
+
 // What the bridge asks of the main window. Implemented by the Win32 and GTK hosts.
 class HostWindow {
  public:
@@ -88,3 +90,5 @@ class HostBridge {
   RunStarter& runs_;
   GameCommands& game_;
 };
+
+}  // namespace orv

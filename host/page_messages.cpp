@@ -4,6 +4,8 @@
 #include "core/paths.h"
 #include "core/version.h"
 
+namespace orv {
+
 namespace {
 
 const Channel& CurrentChannel(const LauncherConfig& config) {
@@ -37,3 +39,5 @@ std::string AvisoMessage(std::string_view text) { return "{\"tipo\":\"aviso\",\"
 std::string ConfigMessage(std::string_view settings_json) {
   return "{\"tipo\":\"config\",\"config\":" + std::string(settings_json) + "}";
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 
 #include "core/launcher_config.h"
 
+namespace orv {
+
 // {"tipo":"inicio","versaoLauncher":...,"canais":[{"id":..,"nome":..},...],"canal":n,"pasta":..,"discord":..,"site":..}
 [[nodiscard]] std::string InicioMessage(const LauncherConfig& config);
 // {"tipo":"pasta","pasta":...} for the current channel.
@@ -17,3 +19,5 @@
 
 inline constexpr char kAvisoConfigSalvas[] = "{\"tipo\":\"aviso\",\"texto\":\"Configurações salvas.\"}";
 inline constexpr char kAvisoPastaAtualizada[] = "{\"tipo\":\"aviso\",\"texto\":\"Pasta de instalação atualizada.\"}";
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 
 #include "core/log.h"
 
+namespace orv {
+
 void FinishRun(EngineState& state, bool auto_mode, const std::function<void()>& request_close) {
   if (!state.swap_script_path.empty()) {
     request_close();
@@ -34,3 +36,5 @@ void DetachedRunStarter::Start(RunRequest request) {
     }
   }).detach();
 }
+
+}  // namespace orv

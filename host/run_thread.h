@@ -7,6 +7,8 @@
 #include "core/engine_state.h"
 #include "host/host_bridge.h"
 
+namespace orv {
+
 // The update run itself (UpdateEngine::Run in the product).
 using UpdateRun = std::function<void(EngineState& state, const Channel& channel, bool apply)>;
 
@@ -25,3 +27,5 @@ class DetachedRunStarter final : public RunStarter {
   UpdateRun run_;
   std::function<void()> request_close_;
 };
+
+}  // namespace orv

@@ -9,6 +9,8 @@
 #include "core/json.h"
 #include "core/paths.h"
 
+namespace orv {
+
 namespace {
 
 // `t` and `d` are read alike whichever way a hand or an older writer put them: a number truncated,
@@ -89,3 +91,5 @@ std::string HashCache::Text() const {
   text += '}';
   return text;
 }
+
+}  // namespace orv

@@ -7,6 +7,8 @@
 #include <map>
 #include <string>
 
+namespace orv {
+
 struct HashCacheEntry {
   std::uint64_t t = 0;  // size in bytes
   std::uint64_t d = 0;  // last-write time (FileWriteTime)
@@ -37,3 +39,5 @@ class HashCache {
 };
 
 [[nodiscard]] std::filesystem::path HashCachePath(const std::filesystem::path& game_folder);
+
+}  // namespace orv

@@ -8,6 +8,8 @@
 #include "core/version.h"
 #include "update/http_transport.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::size_t kMemoryBuffer = 64u << 10;     // manifest fetches
@@ -228,3 +230,5 @@ bool DownloadToFile(const std::string& url, const std::filesystem::path& path, c
 }
 
 std::string HttpUserAgent() { return std::string("OrvLauncher/") + kLauncherVersion; }
+
+}  // namespace orv

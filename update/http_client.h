@@ -23,6 +23,8 @@
 
 #include "core/callbacks.h"
 
+namespace orv {
+
 // GET with "Cache-Control: no-cache". Returns the HTTP status (0 when no response was had). On 200
 // `body` holds the body (a read failure mid-body just ends it); any other status sets "HTTP N". A body
 // past 64 MiB is dropped: 200 with an empty `body` and "resposta grande demais".
@@ -47,3 +49,5 @@
 
 // "OrvLauncher/" and kLauncherVersion, e.g. "OrvLauncher/1.2.5".
 [[nodiscard]] std::string HttpUserAgent();
+
+}  // namespace orv

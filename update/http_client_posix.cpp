@@ -21,6 +21,8 @@
 #include "update/http_client.h"
 #include "update/http_transport.h"
 
+namespace orv {
+
 namespace {
 
 struct EasyCleanup {
@@ -231,3 +233,5 @@ int HttpGet(const std::string& url, const std::string& extra_headers, std::size_
   }
   return exchange.Finish(curl_easy_perform(e), reason);
 }
+
+}  // namespace orv

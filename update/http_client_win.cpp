@@ -11,6 +11,8 @@
 #include "update/http_client.h"
 #include "update/http_transport.h"
 
+namespace orv {
+
 namespace {
 
 struct InternetClose {
@@ -113,3 +115,5 @@ int HttpGet(const std::string& url, const std::string& extra_headers, std::size_
   }
   return status;
 }
+
+}  // namespace orv

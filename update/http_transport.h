@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <string>
 
+namespace orv {
+
 // What one GET does with its answer. The backend calls, in this order: OnStatus once with the final
 // status (after redirects); then, while every call returns true, BeforeRead and OnChunk for each
 // piece of the body; then BeforeRead once more before the read that finds the body's end. A read
@@ -31,3 +33,5 @@ class ResponseHandler {
 // servidor (N)"), except when only the status could not be read.
 [[nodiscard]] int HttpGet(const std::string& url, const std::string& extra_headers, std::size_t read_buffer_size,
                           ResponseHandler& handler, std::string& reason);
+
+}  // namespace orv

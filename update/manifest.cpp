@@ -9,6 +9,8 @@
 #include "formats/orvb.h"
 #include "update/version_compare.h"
 
+namespace orv {
+
 namespace {
 
 std::uint64_t AsSize(const JsonValue& value) {
@@ -178,3 +180,5 @@ std::string EntryUrl(const std::string& base, const std::string& caminho, std::s
   }
   return url;
 }
+
+}  // namespace orv

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <vector>
 
+namespace orv {
+
 struct ManifestEntry {
   std::string caminho;  // relative path, either separator
   std::string sha256;   // 64 hex characters of the final file
@@ -58,3 +60,5 @@ struct Manifest {
 // A-Z a-z 0-9 - . _ ~ percent-encoded ("%" "#" "?" "+" ";" blanks, non-ASCII), so both HTTP backends
 // send the same request line and the server looks up the literal name. `base` is used as given.
 [[nodiscard]] std::string EntryUrl(const std::string& base, const std::string& caminho, std::string_view suffix = {});
+
+}  // namespace orv

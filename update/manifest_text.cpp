@@ -3,6 +3,8 @@
 
 #include "core/json.h"
 
+namespace orv {
+
 namespace {
 
 std::string Number(std::uint64_t value) { return std::to_string(value); }
@@ -37,3 +39,5 @@ std::string ManifestText(const Manifest& manifest) {
   text += manifest.arquivos.empty() ? "]\n}\n" : "\n  ]\n}\n";
   return text;
 }
+
+}  // namespace orv

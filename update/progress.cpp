@@ -4,6 +4,8 @@
 
 #include "core/json.h"
 
+namespace orv {
+
 std::string_view FaseName(RunPhase phase) {
   switch (phase) {
     case RunPhase::kChecking: return "verificando";
@@ -76,3 +78,5 @@ void TransferProgress::OnBytes(std::uint64_t bytes) {
   const std::string text = "Atualizando " + std::to_string(entry_ + 1) + "/" + std::to_string(count_);
   reporter_.Estado(RunPhase::kDownloading, text, entry_ + 1, count_, done_, planned_, speed);
 }
+
+}  // namespace orv

@@ -9,6 +9,8 @@
 #include "core/engine_state.h"
 #include "core/run_status.h"
 
+namespace orv {
+
 // The "fase" text of a phase: "verificando", "baixando", "instalando", "pronto", "desatualizado",
 // "parado", "erro", "reiniciar".
 [[nodiscard]] std::string_view FaseName(RunPhase phase);
@@ -76,3 +78,5 @@ class TransferProgress {
   std::uint64_t start_ns_;
   std::uint64_t last_report_ns_;
 };
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include "core/callbacks.h"
 #include "core/log.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::array<std::uint32_t, 5> kRetryDelaysMs = {2000, 4000, 8000, 15000, 30000};
@@ -28,3 +30,5 @@ bool RetryTransfer(const std::function<bool(std::string& reason)>& attempt, cons
   }
   return false;
 }
+
+}  // namespace orv

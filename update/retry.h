@@ -9,6 +9,8 @@
 #include "core/callbacks.h"
 #include "core/clock.h"
 
+namespace orv {
+
 inline constexpr int kMaxTransferAttempts = 8;
 
 // Back-off before retry `attempt` (from 0; negative counts as 0): 2000, 4000, 8000, 15000, then
@@ -23,3 +25,5 @@ inline constexpr int kMaxTransferAttempts = 8;
 // failure too, before giving up. `reason` holds what the last attempt left in it.
 [[nodiscard]] bool RetryTransfer(const std::function<bool(std::string& reason)>& attempt, const std::string& label,
                                  const CancelFlag* cancel, Clock& clock, std::string& reason);
+
+}  // namespace orv

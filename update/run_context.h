@@ -12,6 +12,8 @@
 #include "update/manifest.h"
 #include "update/progress.h"
 
+namespace orv {
+
 struct RunContext {
   RunContext(EngineState& run_state, const Channel& run_channel)
       : state(run_state),
@@ -53,3 +55,5 @@ struct UpdatePlan {
   std::uint64_t planned_bytes = 0;
   bool launcher_pending = false;
 };
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include "update/http_client.h"
 #include "update/sha256.h"
 
+namespace orv {
+
 namespace {
 
 // The manifest gives no size for the launcher; no real one comes near this.
@@ -76,3 +78,5 @@ SelfUpdateOutcome RunSelfUpdate(RunContext& run) {
   run.reporter.Estado(RunPhase::kRestarting, "Launcher atualizado. Reiniciando…", 0, 0, 0, 0);
   return SelfUpdateOutcome::kRestartPending;
 }
+
+}  // namespace orv

@@ -7,6 +7,8 @@
 
 #include "update/run_context.h"
 
+namespace orv {
+
 enum class SelfUpdateOutcome { kRestartPending, kSkipped };
 
 // Downloads and checks the manifest's launcher, writes the swap script and records its path in the
@@ -15,3 +17,5 @@ enum class SelfUpdateOutcome { kRestartPending, kSkipped };
 
 // The swap script that moves `novo` over `exe` once the launcher has exited and starts it again.
 [[nodiscard]] std::string SwapScriptText(const std::filesystem::path& novo, const std::filesystem::path& exe);
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include "core/file.h"
 #include "update/sha256_digest.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::size_t kFileChunk = 4u << 20;   // whole-file reads
@@ -82,3 +84,5 @@ std::string Sha256OfBlocks(const std::filesystem::path& path, std::uint32_t bloc
   }
   return digests;
 }
+
+}  // namespace orv

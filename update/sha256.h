@@ -11,6 +11,8 @@
 
 #include "core/callbacks.h"
 
+namespace orv {
+
 [[nodiscard]] std::string Sha256OfFile(const std::filesystem::path& path, const ProgressCallback& progress,
                                        const CancelFlag* cancel);
 [[nodiscard]] std::string Sha256OfBuffer(const void* data, std::size_t size);
@@ -18,3 +20,5 @@
 // size of 0 gives "".
 [[nodiscard]] std::string Sha256OfBlocks(const std::filesystem::path& path, std::uint32_t block_size,
                                          const CancelFlag* cancel);
+
+}  // namespace orv

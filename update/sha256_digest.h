@@ -8,6 +8,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace orv {
+
 class Sha256Digest {
  public:
   using Value = std::array<std::uint8_t, 32>;
@@ -28,3 +30,5 @@ class Sha256Digest {
   struct State;  // the platform's handles, released by the destructor
   std::unique_ptr<State> state_;
 };
+
+}  // namespace orv

@@ -2,6 +2,8 @@
 
 #include <openssl/evp.h>
 
+namespace orv {
+
 struct Sha256Digest::State {
   struct CtxFree {
     void operator()(EVP_MD_CTX* ctx) const { EVP_MD_CTX_free(ctx); }
@@ -26,3 +28,5 @@ bool Sha256Digest::Finish(Value& out) {
   unsigned int length = 0;
   return state_ && EVP_DigestFinal_ex(state_->ctx.get(), out.data(), &length) == 1 && length == out.size();
 }
+
+}  // namespace orv

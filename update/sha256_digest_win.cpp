@@ -6,6 +6,8 @@
 
 #include <algorithm>
 
+namespace orv {
+
 namespace {
 
 struct AlgorithmClose {
@@ -52,3 +54,5 @@ bool Sha256Digest::Update(const void* data, std::size_t size) {
 bool Sha256Digest::Finish(Value& out) {
   return state_ && BCRYPT_SUCCESS(BCryptFinishHash(state_->hash.get(), out.data(), static_cast<ULONG>(out.size()), 0));
 }
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include "core/log.h"
 #include "core/paths.h"
 
+namespace orv {
+
 std::filesystem::path StagingFolder(const std::filesystem::path& game_folder) {
   return JoinRelative(game_folder, ".atualizando");
 }
@@ -65,3 +67,5 @@ void RemoveTree(const std::filesystem::path& folder) {
   for (const std::filesystem::path& name : ListSubfolders(folder)) RemoveTree(folder / name);
   RemoveEmptyFolder(folder);
 }
+
+}  // namespace orv

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace orv {
+
 [[nodiscard]] std::filesystem::path StagingFolder(const std::filesystem::path& game_folder);
 [[nodiscard]] std::filesystem::path JournalPath(const std::filesystem::path& game_folder);
 
@@ -28,3 +30,5 @@ class SwapJournal {
 
 // Removes a folder tree that holds no files, depth first; folders that still hold files stay.
 void RemoveTree(const std::filesystem::path& folder);
+
+}  // namespace orv

@@ -17,6 +17,8 @@
 #include "update/swap_journal.h"
 #include "update/work_files.h"
 
+namespace orv {
+
 namespace {
 
 constexpr char kPauseText[] = "Pausado. Continue depois de onde parou.";
@@ -216,3 +218,5 @@ TransferOutcome TransferAndInstall(RunContext& run, const UpdatePlan& plan) {
   }
   return Install(run, install_list, n, plan.planned_bytes) ? TransferOutcome::kInstalled : TransferOutcome::kEnded;
 }
+
+}  // namespace orv

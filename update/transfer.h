@@ -5,9 +5,13 @@
 
 #include "update/run_context.h"
 
+namespace orv {
+
 enum class TransferOutcome {
   kInstalled,  // every file is in place (or there was nothing to install); the run goes on
   kEnded,      // a final "estado" was already sent
 };
 
 [[nodiscard]] TransferOutcome TransferAndInstall(RunContext& run, const UpdatePlan& plan);
+
+}  // namespace orv

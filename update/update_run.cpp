@@ -11,6 +11,8 @@
 #include "update/transfer.h"
 #include "update/verification.h"
 
+namespace orv {
+
 namespace {
 
 // Holds RunActive for the run's whole life, whichever way it ends.
@@ -132,3 +134,5 @@ void UpdateEngine::Run(EngineState& state, const Channel& channel, bool apply) {
     }
   }
 }
+
+}  // namespace orv

@@ -6,8 +6,12 @@
 #include "core/engine_state.h"
 #include "core/launcher_config.h"
 
+namespace orv {
+
 namespace UpdateEngine {
 
 void Run(EngineState& state, const Channel& channel, bool apply);
 
 }  // namespace UpdateEngine
+
+}  // namespace orv

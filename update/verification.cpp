@@ -9,6 +9,8 @@
 #include "update/sha256.h"
 #include "update/swap_journal.h"
 
+namespace orv {
+
 namespace {
 
 std::string Counter(std::string_view text, size_t i, size_t n) {
@@ -110,3 +112,5 @@ bool VerifyInstallation(RunContext& run, UpdatePlan& plan) {
   plan.launcher_pending = LauncherUpdateDue(run.manifest.launcher);
   return true;
 }
+
+}  // namespace orv

@@ -4,6 +4,8 @@
 
 #include "update/run_context.h"
 
+namespace orv {
+
 // Fills `plan`. False when the run was cancelled; then "Cancelado." was already reported and the
 // hash cache was not saved.
 [[nodiscard]] bool VerifyInstallation(RunContext& run, UpdatePlan& plan);
@@ -11,3 +13,5 @@
 // The transfer estimate of a block-packed entry from the installed file's block digests: the share
 // of manifest blocks found nowhere in the installed file, times the .orvb size; at least 1.
 [[nodiscard]] std::uint64_t BlockTransferEstimate(const ManifestEntry& entry, const std::string& installed_digests);
+
+}  // namespace orv

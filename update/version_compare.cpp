@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <string>
 
+namespace orv {
+
 namespace {
 
 // strtoll at `pos` (leading blanks and a sign accepted, no digits gives 0); an exhausted string is 0.
@@ -32,3 +34,5 @@ int CompareVersions(std::string_view a, std::string_view b) {
   }
   return 0;
 }
+
+}  // namespace orv

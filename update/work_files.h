@@ -6,6 +6,8 @@
 #include <array>
 #include <string_view>
 
+namespace orv {
+
 inline constexpr std::string_view kPartialSuffix = ".part";           // a whole file being downloaded
 inline constexpr std::string_view kOrvzPartialSuffix = ".orvz.part";  // its .orvz being downloaded
 inline constexpr std::string_view kUnpackedSuffix = ".descomp";       // the .orvz being unpacked
@@ -14,3 +16,5 @@ inline constexpr std::string_view kOrvbPartialSuffix = ".orvb.part";  // its who
 
 inline constexpr std::array<std::string_view, 5> kWorkFileSuffixes = {
     kPartialSuffix, kOrvzPartialSuffix, kUnpackedSuffix, kAssembledSuffix, kOrvbPartialSuffix};
+
+}  // namespace orv

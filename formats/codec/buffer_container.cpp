@@ -4,6 +4,8 @@
 
 #include "formats/codec/byte_order.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::uint8_t kMagic[4] = {0x0A, 0x51, 0xE5, 0xC0};
@@ -38,3 +40,5 @@ void WriteContainerHeader(std::uint8_t* out, const ContainerHeader& header) {
   StoreLe64(out + 16, header.block_size);
   out[6] = HeaderCheckByte(out);
 }
+
+}  // namespace orv

@@ -14,6 +14,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace orv {
+
 inline constexpr std::size_t kContainerHeaderSize = 24;
 inline constexpr std::size_t kContainerChunkPrefix = 4;
 // Chunk sizes the Compression API uses when it writes: MSZIP keeps deflate's 32 KiB window per chunk.
@@ -31,3 +33,5 @@ struct ContainerHeader {
 [[nodiscard]] bool ParseContainerHeader(const std::uint8_t* in, std::size_t size, ContainerHeader& header);
 // Writes the 24 header bytes, CRC byte included.
 void WriteContainerHeader(std::uint8_t* out, const ContainerHeader& header);
+
+}  // namespace orv

@@ -11,6 +11,8 @@
 #include "formats/codec/xpress_decoder.h"
 #include "formats/codec/xpress_huff_decoder.h"
 
+namespace orv {
+
 bool BuiltinDecoderSupports(std::uint32_t algorithm) {
   return algorithm == kAlgorithmMszip || algorithm == kAlgorithmXpress || algorithm == kAlgorithmXpressHuff;
 }
@@ -95,3 +97,5 @@ std::unique_ptr<DecompressorBackend> CreateBuiltinBackend(std::uint32_t algorith
   if (!BuiltinDecoderSupports(algorithm)) return nullptr;
   return std::unique_ptr<DecompressorBackend>(new (std::nothrow) BuiltinBackend(algorithm));
 }
+
+}  // namespace orv

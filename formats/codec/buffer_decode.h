@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace orv {
+
 // True for the algorithms our decoders cover (MSZIP, XPRESS, XPRESS_HUFF).
 [[nodiscard]] bool BuiltinDecoderSupports(std::uint32_t algorithm);
 
@@ -14,3 +16,5 @@
 // valid (also when it does not fit), else 0. Bytes after the last chunk are ignored.
 [[nodiscard]] bool DecodeBufferMode(std::uint32_t algorithm, const void* in, std::size_t in_size, void* out,
                                     std::size_t capacity, std::size_t* decoded_size);
+
+}  // namespace orv

@@ -9,6 +9,8 @@
 #include "formats/codec/mszip_encoder.h"
 #include "formats/codec/xpress_huff_encoder.h"
 
+namespace orv {
+
 bool BuiltinEncoderSupports(std::uint32_t algorithm) {
   return algorithm == kAlgorithmMszip || algorithm == kAlgorithmXpressHuff;
 }
@@ -83,3 +85,5 @@ bool EncodeBufferMode(std::uint32_t algorithm, const void* in_bytes, std::size_t
   out.resize(written);
   return true;
 }
+
+}  // namespace orv

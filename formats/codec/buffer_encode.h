@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace orv {
+
 struct EncodeOptions {
   int level = 6;  // 1 (fastest) to 9 (smallest)
 };
@@ -18,3 +20,5 @@ struct EncodeOptions {
 // memory runs out.
 [[nodiscard]] bool EncodeBufferMode(std::uint32_t algorithm, const void* in, std::size_t size,
                                     std::vector<std::uint8_t>& out, const EncodeOptions& options);
+
+}  // namespace orv

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace orv {
+
 inline std::uint16_t LoadLe16(const std::uint8_t* p) { return static_cast<std::uint16_t>(p[0] | (p[1] << 8)); }
 inline std::uint32_t LoadLe32(const std::uint8_t* p) {
   return static_cast<std::uint32_t>(p[0]) | (static_cast<std::uint32_t>(p[1]) << 8) |
@@ -22,3 +24,5 @@ inline void StoreLe32(std::uint8_t* p, std::uint32_t v) {
 inline void StoreLe64(std::uint8_t* p, std::uint64_t v) {
   for (int i = 0; i < 8; ++i) p[i] = static_cast<std::uint8_t>(v >> (8 * i));
 }
+
+}  // namespace orv

@@ -4,7 +4,11 @@
 
 #include <cstdint>
 
+namespace orv {
+
 inline constexpr std::uint32_t kAlgorithmMszip = 2;
 inline constexpr std::uint32_t kAlgorithmXpress = 3;
 inline constexpr std::uint32_t kAlgorithmXpressHuff = 4;
 inline constexpr std::uint32_t kAlgorithmLzms = 5;
+
+}  // namespace orv

@@ -2,6 +2,8 @@
 
 #include "formats/codec/decompressor_backend.h"
 
+namespace orv {
+
 Decompressor::Decompressor() = default;
 Decompressor::~Decompressor() = default;
 
@@ -19,3 +21,5 @@ bool Decompressor::Decompress(const void* in, std::size_t in_size, void* out, st
 }
 
 void Decompressor::Close() { backend_.reset(); }
+
+}  // namespace orv

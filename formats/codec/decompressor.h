@@ -10,6 +10,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace orv {
+
 class DecompressorBackend;
 
 class Decompressor {
@@ -38,3 +40,5 @@ class Decompressor {
 
 // True when Decompressor uses the system's decoders (cabinet.dll on Windows, not under Wine).
 [[nodiscard]] bool SystemDecompressorInUse();
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace orv {
+
 class DecompressorBackend {
  public:
   virtual ~DecompressorBackend() = default;
@@ -18,3 +20,5 @@ class DecompressorBackend {
 [[nodiscard]] std::unique_ptr<DecompressorBackend> CreateBuiltinBackend(std::uint32_t algorithm);
 // The platform's choice (decompressor_win.cpp / decompressor_posix.cpp); null when it refuses.
 [[nodiscard]] std::unique_ptr<DecompressorBackend> CreatePlatformBackend(std::uint32_t algorithm);
+
+}  // namespace orv

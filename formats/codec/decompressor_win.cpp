@@ -8,6 +8,8 @@
 #include "formats/codec/decompressor.h"
 #include "formats/codec/decompressor_backend.h"
 
+namespace orv {
+
 namespace {
 
 using CreateDecompressorFn = BOOL(WINAPI*)(DWORD, PCOMPRESS_ALLOCATION_ROUTINES, PDECOMPRESSOR_HANDLE);
@@ -112,3 +114,5 @@ std::unique_ptr<DecompressorBackend> CreatePlatformBackend(std::uint32_t algorit
 }
 
 bool SystemDecompressorInUse() { return Cabinet() != nullptr; }
+
+}  // namespace orv

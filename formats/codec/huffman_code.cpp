@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+namespace orv {
+
 namespace {
 constexpr unsigned kMaxSymbols = 512;
 constexpr unsigned kMaxLength = 16;
@@ -92,3 +94,5 @@ void AssignCanonicalCodes(const std::uint8_t* lengths, unsigned count, std::uint
     codes[s] = lengths[s] != 0 ? static_cast<std::uint16_t>(next[lengths[s]]++) : 0;
   }
 }
+
+}  // namespace orv

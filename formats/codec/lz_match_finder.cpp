@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace orv {
+
 namespace {
 
 // Length of the common prefix of a and b, at most `limit`.
@@ -66,3 +68,5 @@ LzMatch LzMatchFinder::Find(std::size_t pos, std::size_t max_length) const {
   }
   return best;
 }
+
+}  // namespace orv

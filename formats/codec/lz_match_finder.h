@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <vector>
 
+namespace orv {
+
 struct LzMatch {
   std::uint32_t length = 0;  // 0 when none of at least 3 bytes was found
   std::uint32_t distance = 0;
@@ -36,3 +38,5 @@ class LzMatchFinder {
   std::vector<std::uint32_t> head_;
   std::vector<std::uint32_t> prev_;  // indexed by position modulo 64 KiB
 };
+
+}  // namespace orv

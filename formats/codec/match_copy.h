@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <cstring>
 
+namespace orv {
+
 // Copies `length` bytes from `distance` back to `out`. The caller has checked
 // distance <= bytes already written and out + length <= end.
 inline __attribute__((always_inline)) void CopyMatch(std::uint8_t* out, std::size_t distance, std::size_t length,
@@ -32,3 +34,5 @@ inline __attribute__((always_inline)) void CopyMatch(std::uint8_t* out, std::siz
   }
   for (; i < length; ++i) out[i] = out[i - distance];
 }
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include <climits>
 #include <new>
 
+namespace orv {
+
 namespace {
 constexpr std::size_t kWindow = 32 * 1024;
 }
@@ -45,3 +47,5 @@ bool MszipDecoder::DecodeChunk(const std::uint8_t* in, std::size_t in_size, std:
   // The chunk's deflate stream must end exactly when the chunk's output is complete.
   return rc == Z_STREAM_END && z.avail_out == 0;
 }
+
+}  // namespace orv

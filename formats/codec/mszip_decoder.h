@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace orv {
+
 class MszipDecoder {
  public:
   MszipDecoder();
@@ -24,3 +26,5 @@ class MszipDecoder {
   struct State;
   std::unique_ptr<State> state_;
 };
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include <climits>
 #include <new>
 
+namespace orv {
+
 struct MszipEncoder::State {
   z_stream stream{};
   bool initialised = false;
@@ -45,3 +47,5 @@ std::size_t MszipEncoder::EncodeChunk(const std::uint8_t* dictionary, std::size_
   if (deflate(&z, Z_FINISH) != Z_STREAM_END) return 0;
   return 2 + static_cast<std::size_t>(z.total_out);
 }
+
+}  // namespace orv

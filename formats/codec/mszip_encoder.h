@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <memory>
 
+namespace orv {
+
 class MszipEncoder {
  public:
   // `level` is zlib's, 1 to 9.
@@ -26,3 +28,5 @@ class MszipEncoder {
   struct State;
   std::unique_ptr<State> state_;
 };
+
+}  // namespace orv

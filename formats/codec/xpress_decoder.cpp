@@ -3,6 +3,8 @@
 #include "formats/codec/byte_order.h"
 #include "formats/codec/match_copy.h"
 
+namespace orv {
+
 bool DecodeXpressStream(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out, std::size_t out_size) {
   constexpr std::size_t kNoNibble = ~std::size_t{0};
   std::size_t ip = 0, op = 0;
@@ -63,3 +65,5 @@ bool DecodeXpressStream(const std::uint8_t* in, std::size_t in_size, std::uint8_
   }
   return true;
 }
+
+}  // namespace orv

@@ -6,7 +6,11 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace orv {
+
 // Decodes `in` into exactly `out_size` bytes at `out`; matches may only reach back to `out`.
 // False on malformed input; never reads outside `in` or writes outside `out`.
 [[nodiscard]] bool DecodeXpressStream(const std::uint8_t* in, std::size_t in_size, std::uint8_t* out,
                                       std::size_t out_size);
+
+}  // namespace orv

@@ -14,6 +14,8 @@
 #include "formats/codec/byte_order.h"
 #include "formats/codec/match_copy.h"
 
+namespace orv {
+
 namespace {
 
 constexpr unsigned kMainBits = 11;
@@ -361,3 +363,5 @@ bool DecodeXpressHuffStream(const std::uint8_t* in, std::size_t in_size, std::ui
   }
   return true;
 }
+
+}  // namespace orv

@@ -7,6 +7,8 @@
 #include "formats/codec/huffman_code.h"
 #include "formats/codec/lz_match_finder.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::size_t kTableSpan = 65536;
@@ -219,3 +221,5 @@ std::size_t EncodeXpressHuffStream(const std::uint8_t* in, std::size_t size, std
   }
   return out_pos;
 }
+
+}  // namespace orv

@@ -7,6 +7,8 @@
 #include <cstddef>
 #include <cstdint>
 
+namespace orv {
+
 struct XpressHuffEncoderOptions {
   unsigned max_chain = 24;     // match candidates tried per position
   unsigned nice_length = 128;  // a match this long is taken at once
@@ -20,3 +22,5 @@ struct XpressHuffEncoderOptions {
 // in `capacity` bytes (callers pass the raw size to learn whether compressing pays).
 [[nodiscard]] std::size_t EncodeXpressHuffStream(const std::uint8_t* in, std::size_t size, std::uint8_t* out,
                                                  std::size_t capacity, const XpressHuffEncoderOptions& options);
+
+}  // namespace orv

@@ -18,6 +18,8 @@
 #include "host/run_thread.h"
 #include "update/update_run.h"
 
+using namespace orv;
+
 namespace {
 
 // Everything the run thread may still touch while the process ends lives here and is never

@@ -4,6 +4,8 @@
 #include "core/paths.h"
 #include "host/gtk/page_files.h"
 
+namespace orv {
+
 namespace {
 
 constexpr int kWidth = 1100;
@@ -122,3 +124,5 @@ void MainWindow::OpenUrl(const std::string& url) {
     if (error) g_error_free(error);
   }
 }
+
+}  // namespace orv

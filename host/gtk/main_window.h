@@ -11,6 +11,8 @@
 #include "core/engine_state.h"
 #include "host/host_bridge.h"
 
+namespace orv {
+
 class MainWindow final : public HostWindow {
  public:
   MainWindow(EngineState& state, bool auto_mode);
@@ -45,3 +47,5 @@ class MainWindow final : public HostWindow {
   GtkWindow* window_ = nullptr;
   Press press_;
 };
+
+}  // namespace orv

@@ -29,6 +29,8 @@ ORV_EMBED(orv_ui_estilo_css, "estilo.css")
 ORV_EMBED(orv_ui_icone_png, "icone.png")
 ORV_EMBED(orv_ui_logo_png, "logo.png")
 
+namespace orv {
+
 namespace {
 
 std::span<const char> Bytes(const char* begin, const char* end) { return {begin, static_cast<size_t>(end - begin)}; }
@@ -68,3 +70,5 @@ std::filesystem::path ExtractUiFiles() {
   }
   return folder;
 }
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include <span>
 #include <string_view>
 
+namespace orv {
+
 struct PageFile {
   std::string_view name;  // "index.html", ...
   std::span<const char> bytes;
@@ -19,3 +21,5 @@ struct PageFile {
 // Otherwise the built-in files are written into the data folder's "ui" folder (other files there,
 // such as a studio's fundo.mp4, stay) and that folder is returned.
 [[nodiscard]] std::filesystem::path ExtractUiFiles();
+
+}  // namespace orv

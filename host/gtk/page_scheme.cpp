@@ -5,6 +5,8 @@
 
 #include "core/log.h"
 
+namespace orv {
+
 namespace {
 
 // Media players ask for "bytes=N-" (to the end); answering at most this much keeps memory bounded.
@@ -159,3 +161,5 @@ void RegisterPageScheme(WebKitWebContext* context, const std::filesystem::path& 
   // file:// stays refused by the view's policy.
   webkit_security_manager_register_uri_scheme_as_local(security, kPageScheme);
 }
+
+}  // namespace orv

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+namespace orv {
+
 inline constexpr char kPageScheme[] = "orvlauncher";
 inline constexpr char kPageOrigin[] = "orvlauncher://app/";
 inline constexpr char kPageUrl[] = "orvlauncher://app/index.html";
@@ -31,3 +33,5 @@ struct ByteRange {
 
 // The Content-Type for a file name.
 [[nodiscard]] const char* PageContentType(std::string_view name);
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include "core/log.h"
 #include "host/gtk/page_scheme.h"
 
+namespace orv {
+
 namespace {
 
 // The name under window.webkit.messageHandlers that the twin posts through.
@@ -189,3 +191,5 @@ void PostToPage(const std::string& json) {
   g_idle_add_full(G_PRIORITY_DEFAULT, Deliver, new std::string(json),
                   [](gpointer data) { delete static_cast<std::string*>(data); });
 }
+
+}  // namespace orv

@@ -10,6 +10,8 @@
 #include <string>
 #include <string_view>
 
+namespace orv {
+
 // Gets the text of every string the page posts, on the main thread. Other values never reach it.
 using PageMessageHandler = std::function<void(std::string_view)>;
 
@@ -22,3 +24,5 @@ void PostToPage(const std::string& json);
 
 // The script that gives the page window.chrome.webview (exposed for the tests of its text).
 [[nodiscard]] std::string_view BridgeScript();
+
+}  // namespace orv

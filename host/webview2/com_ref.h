@@ -8,6 +8,8 @@
 #include <functional>
 #include <utility>
 
+namespace orv {
+
 // Holds one reference; releases it when replaced or destroyed.
 template <class T>
 class ComRef {
@@ -91,3 +93,5 @@ ComRef<Interface> MakeHandler(const IID& iid, std::function<HRESULT(A, B)> callb
   *ref.Put() = new CallbackHandler<Interface, A, B>(iid, std::move(callback));
   return ref;
 }
+
+}  // namespace orv

@@ -21,6 +21,8 @@
 
 #include "host/webview2/webview2_com.h"
 
+namespace orv {
+
 struct WebView2Runtime {
   std::wstring folder;      // the runtime's version folder
   std::wstring client_dll;  // folder + \EBWebView\x64\EmbeddedBrowserWebView.dll
@@ -42,3 +44,5 @@ HRESULT CreateWebView2Environment(LPCWSTR user_data_folder, WebView2EnvironmentC
 
 // The user-data folder the runtime will be given for `requested` (policy and environment applied).
 [[nodiscard]] std::wstring EffectiveUserDataFolder(const std::wstring& requested);
+
+}  // namespace orv

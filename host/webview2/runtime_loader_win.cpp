@@ -6,6 +6,8 @@
 
 #include "core/paths.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::array<const wchar_t*, 4> kChannels = {
@@ -215,3 +217,5 @@ HRESULT CreateWebView2Environment(LPCWSTR user_data_folder, WebView2EnvironmentC
   if (can_unload != nullptr && can_unload() == S_OK) FreeLibrary(library);
   return result;
 }
+
+}  // namespace orv

@@ -9,6 +9,8 @@
 #include <eventtoken.h>
 #include <objbase.h>
 
+namespace orv {
+
 // COM objects are destroyed through Release, never through a destructor call, and a virtual
 // destructor would add a vtable slot: the warning about its absence does not apply here.
 #pragma GCC diagnostic push
@@ -203,3 +205,5 @@ struct WebView2NewWindowArgs : IUnknown {
 
 #undef ORV_WV2_SLOT
 #undef ORV_WV2_IID
+
+}  // namespace orv

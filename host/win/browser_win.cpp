@@ -8,6 +8,8 @@
 #include "host/webview2/runtime_loader.h"
 #include "host/win/ui_files.h"
 
+namespace orv {
+
 Browser::Browser(std::function<void(const std::string&)> on_page_message)
     : on_page_message_(std::move(on_page_message)) {}
 
@@ -102,3 +104,5 @@ void Browser::Release() {
   controller_.Reset();
   view_.Reset();
 }
+
+}  // namespace orv

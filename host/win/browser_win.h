@@ -10,6 +10,8 @@
 #include "host/webview2/com_ref.h"
 #include "host/webview2/webview2_com.h"
 
+namespace orv {
+
 // The private host name the page is served under; .invalid never resolves outside the browser.
 inline constexpr wchar_t kPageHostName[] = L"app.orvlauncher.invalid";
 inline constexpr wchar_t kPageUrl[] = L"https://app.orvlauncher.invalid/index.html";
@@ -42,3 +44,5 @@ class Browser {
   ComRef<WebView2Controller> controller_;
   ComRef<WebView2> view_;
 };
+
+}  // namespace orv

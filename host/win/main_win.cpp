@@ -17,6 +17,8 @@
 #include "host/win/win_host_window.h"
 #include "update/update_run.h"
 
+using namespace orv;
+
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR command_line, int show);
 
 int WINAPI wWinMain(HINSTANCE instance, HINSTANCE, PWSTR command_line, int show) {

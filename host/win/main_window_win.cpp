@@ -7,6 +7,8 @@
 
 #include "core/text.h"
 
+namespace orv {
+
 namespace {
 
 constexpr wchar_t kClassName[] = L"OrvLauncher";
@@ -91,3 +93,5 @@ void PostToPage(const std::string& json) {
   // Ownership passes with a successful post; otherwise the copy is ours to free.
   if (PostMessageW(window, kWmAppPostJson, 0, reinterpret_cast<LPARAM>(text.get()))) text.release();
 }
+
+}  // namespace orv

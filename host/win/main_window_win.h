@@ -9,6 +9,8 @@
 #include "core/engine_state.h"
 #include "host/win/browser_win.h"
 
+namespace orv {
+
 // Carries one heap UTF-16 JSON text (lParam) to the UI thread, which delivers and frees it.
 inline constexpr UINT kWmAppPostJson = WM_APP + 1;
 static_assert(kWmAppPostJson == 0x8001);
@@ -23,3 +25,5 @@ HWND CreateMainWindow(HINSTANCE instance, int show, EngineState& state, bool aut
 // Sends one UTF-8 JSON text to the page, from any thread. Dropped when the window does not exist yet
 // or the post fails (the copy is freed then).
 void PostToPage(const std::string& json);
+
+}  // namespace orv

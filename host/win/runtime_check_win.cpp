@@ -10,6 +10,8 @@
 #include "core/text.h"
 #include "host/webview2/runtime_loader.h"
 
+namespace orv {
+
 namespace {
 
 constexpr wchar_t kInstallerName[] = L"MicrosoftEdgeWebview2Setup.exe";
@@ -55,3 +57,5 @@ bool EnsureWebView2Runtime() {
   }
   return false;
 }
+
+}  // namespace orv

@@ -3,7 +3,11 @@
 
 #include <filesystem>
 
+namespace orv {
+
 // The folder the page is served from. A "ui" folder beside the executable holding an index.html wins
 // and nothing is written; otherwise the five built-in files are written (overwriting) into the data
 // folder's "ui" folder, which is returned.
 [[nodiscard]] std::filesystem::path ExtractUiFiles();
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include "core/file_util.h"
 #include "core/paths.h"
 
+namespace orv {
+
 namespace {
 
 struct UiResource {
@@ -46,3 +48,5 @@ std::filesystem::path ExtractUiFiles() {
   for (const UiResource& resource : kUiResources) (void)WriteResource(resource, folder);
   return folder;
 }
+
+}  // namespace orv

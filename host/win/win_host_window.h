@@ -5,6 +5,8 @@
 
 #include "host/host_bridge.h"
 
+namespace orv {
+
 class WinHostWindow final : public HostWindow {
  public:
   explicit WinHostWindow(HWND window) : window_(window) {}
@@ -17,3 +19,5 @@ class WinHostWindow final : public HostWindow {
  private:
   HWND window_;
 };
+
+}  // namespace orv

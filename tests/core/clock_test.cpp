@@ -7,6 +7,8 @@
 
 #include "core/clock.h"
 
+namespace orv {
+
 namespace {
 
 // Only SleepMs is faked, so SleepUnlessCancelled runs its real poll loop in fake time.
@@ -64,3 +66,5 @@ TEST(ClockSleepUnlessCancelled, SystemClockWakesOnTheFlag) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -13,6 +13,8 @@
 #include "core/text.h"
 #include "support/scoped_folders.h"
 
+namespace orv {
+
 namespace {
 
 // An absolute folder in the platform's own form.
@@ -180,3 +182,5 @@ TEST(Text, Utf8WideRoundTrip) {
 }
 
 }  // namespace
+
+}  // namespace orv

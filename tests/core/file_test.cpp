@@ -13,6 +13,8 @@
 #include "support/held_file.h"
 #include "support/temp_dir.h"
 
+namespace orv {
+
 namespace {
 
 std::string ReadAll(File& file) {
@@ -212,3 +214,5 @@ TEST(FileHelpers, FoldersAreMadeRemovedAndListed) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include <cmath>
 #include <string>
 
+namespace orv {
+
 namespace {
 
 JsonValue Parsed(std::string_view text) {
@@ -183,3 +185,5 @@ TEST(JsonQuote, RoundTripsThroughTheReader) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -20,6 +20,8 @@
 #include "update/http_client.h"
 #include "update/sha256.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::uint32_t kBlock = 4096;
@@ -555,3 +557,5 @@ TEST_F(BlockDelta, UsesTheDigestsVerificationMadeAndStillChecksWhatItCopies) {
 }
 
 }  // namespace
+
+}  // namespace orv

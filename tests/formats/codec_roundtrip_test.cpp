@@ -14,6 +14,8 @@
 #include "formats/codec/huffman_code.h"
 #include "test_data.h"
 
+namespace orv {
+
 namespace {
 
 struct Case {
@@ -169,3 +171,5 @@ TEST(HuffmanCode, LimitedLengthsFormCompleteCodes) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -9,6 +9,8 @@
 #include "formats/codec/buffer_encode.h"
 #include "formats/codec/byte_order.h"
 
+namespace orv {
+
 inline void PutLe32(std::string& s, std::uint32_t v) {
   std::uint8_t b[4];
   StoreLe32(b, v);
@@ -81,3 +83,5 @@ inline std::string OrvbFile(std::uint32_t algorithm, std::uint32_t block_size, s
   for (const std::string& b : stored) s += b;
   return s;
 }
+
+}  // namespace orv

@@ -15,6 +15,8 @@
 #include "support/temp_dir.h"
 #include "test_data.h"
 
+namespace orv {
+
 namespace {
 
 std::span<const std::uint8_t> Bytes(const std::string& s) {
@@ -248,3 +250,5 @@ TEST_F(OrvbFileTest, FailedWritesAreReported) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -14,6 +14,8 @@
 #include "support/temp_dir.h"
 #include "test_data.h"
 
+namespace orv {
+
 namespace {
 
 class OrvzTest : public testing::Test {
@@ -191,3 +193,5 @@ TEST_F(OrvzTest, FailedWritesAreReported) {
 }
 
 }  // namespace
+
+}  // namespace orv

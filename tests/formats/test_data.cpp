@@ -1,5 +1,7 @@
 #include "test_data.h"
 
+namespace orv {
+
 namespace {
 
 // xorshift32: tiny, deterministic on every platform.
@@ -62,3 +64,5 @@ std::vector<std::uint8_t> BinaryBytes(std::size_t size, std::uint32_t seed) {
   out.resize(size);
   return out;
 }
+
+}  // namespace orv

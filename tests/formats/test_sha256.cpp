@@ -2,6 +2,8 @@
 
 #include <cstring>
 
+namespace orv {
+
 namespace {
 
 constexpr std::uint32_t kRound[64] = {
@@ -72,3 +74,5 @@ std::string TestSha256::HexDigest() {
   }
   return out;
 }
+
+}  // namespace orv

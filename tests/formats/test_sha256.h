@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+namespace orv {
+
 class TestSha256 {
  public:
   TestSha256();
@@ -26,3 +28,5 @@ inline std::string Sha256Hex(const void* data, std::size_t size) {
   sha.Update(data, size);
   return sha.HexDigest();
 }
+
+}  // namespace orv

@@ -10,6 +10,8 @@
 #include "formats/codec/xpress_huff_encoder.h"
 #include "test_data.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::size_t kBlock = 65536;
@@ -64,3 +66,5 @@ TEST(WimlibCrossCheck, WeDecodeWimlibBlocks) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -14,6 +14,8 @@
 #include "support/temp_dir.h"
 #include "test_sha256.h"
 
+namespace orv {
+
 namespace {
 
 std::string Vector(const std::string& relative) {
@@ -143,3 +145,5 @@ TEST(Decompressor, CreationRefusesAlgorithmsWithoutADecoder) {
 }
 
 }  // namespace
+
+}  // namespace orv

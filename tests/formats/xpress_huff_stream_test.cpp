@@ -9,6 +9,8 @@
 #include "formats/codec/xpress_huff_encoder.h"
 #include "test_data.h"
 
+namespace orv {
+
 namespace {
 
 void SetLength(std::vector<std::uint8_t>& stream, std::size_t table_at, unsigned symbol, unsigned length) {
@@ -125,3 +127,5 @@ TEST(XpressHuffStream, DamagedEncoderOutputFailsCleanly) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -17,6 +17,8 @@
 #include "game/prerequisites.h"
 #include "support/temp_dir.h"
 
+namespace orv {
+
 namespace {
 
 class ScopedPath {
@@ -133,3 +135,5 @@ TEST(GameFoldersPosix, TheWinePrefixLocalAppData) {
 }
 
 }  // namespace
+
+}  // namespace orv

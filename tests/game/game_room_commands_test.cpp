@@ -15,6 +15,8 @@
 #include "launch_rig.h"
 #include "update/swap_journal.h"
 
+namespace orv {
+
 namespace {
 
 const char kDefaultConfig[] =
@@ -214,3 +216,5 @@ TEST(GameLaunch, MissingPrerequisitesAreInstalledFirstOrStopTheLaunch) {
 }
 
 }  // namespace
+
+}  // namespace orv

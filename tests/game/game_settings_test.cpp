@@ -18,6 +18,8 @@
 #include "support/scoped_folders.h"
 #include "wine_probe.h"
 
+namespace orv {
+
 namespace {
 
 constexpr char kEngine[] = "/Script/Engine.GameUserSettings";
@@ -254,3 +256,5 @@ TEST_F(GameSettingsTest, ProfileWriteCreatesTheFileAndReadCutsToTheBuffer) {
 }
 
 }  // namespace
+
+}  // namespace orv

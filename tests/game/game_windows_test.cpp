@@ -23,6 +23,8 @@
 #include "support/held_file.h"
 #include "update/swap_journal.h"
 
+namespace orv {
+
 namespace {
 
 constexpr wchar_t kRuntimeKey[] = L"HKLM\\SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64";
@@ -295,3 +297,5 @@ TEST_F(WindowsLaunch, AHeldFileKeepsTheUpdatePendingUntilReleased) {
 }
 
 }  // namespace
+
+}  // namespace orv

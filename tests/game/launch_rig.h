@@ -14,6 +14,8 @@
 #include "support/fake_clock.h"
 #include "support/scoped_folders.h"
 
+namespace orv {
+
 class RecordingWindow final : public HostWindow {
  public:
   void BeginDrag() override {}
@@ -91,3 +93,5 @@ struct LaunchRig {
   GameRoomCommands game;
   HostBridge bridge;
 };
+
+}  // namespace orv

@@ -11,6 +11,8 @@
 #include "core/paths.h"
 #include "support/scoped_folders.h"
 
+namespace orv {
+
 namespace {
 
 // Answers the checks in turn (the last one repeats) and records the elevated starts.
@@ -183,3 +185,5 @@ TEST_F(InstallTest, AnUnwritableScriptStopsBeforeAnyStart) {
 }
 
 }  // namespace
+
+}  // namespace orv

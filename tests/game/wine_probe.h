@@ -2,4 +2,8 @@
 // (blank lines dropped, blanks around "=" and at line ends removed) where Windows edits one line.
 #pragma once
 
+namespace orv {
+
 [[nodiscard]] bool RunningUnderWine();
+
+}  // namespace orv

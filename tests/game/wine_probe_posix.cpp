@@ -1,3 +1,7 @@
 #include "wine_probe.h"
 
+namespace orv {
+
 bool RunningUnderWine() { return false; }
+
+}  // namespace orv

@@ -10,6 +10,8 @@
 #include "host/gtk/startup.h"
 #include "support/scoped_folders.h"
 
+namespace orv {
+
 namespace {
 
 TEST(PageOrigin, ServesOnlyPlainFileNamesOfItsOwnOrigin) {
@@ -110,3 +112,5 @@ TEST_F(PageFolder, AUiFolderBesideTheProgramWithItsOwnIndexWins) {
 }
 
 }  // namespace
+
+}  // namespace orv

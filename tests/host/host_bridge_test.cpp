@@ -15,6 +15,8 @@
 #include "host/run_thread.h"
 #include "support/scoped_folders.h"
 
+namespace orv {
+
 namespace {
 
 class FakeWindow final : public HostWindow {
@@ -307,3 +309,5 @@ TEST(RunThread, AnExceptionInsideTheRunThreadIsLoggedNotFatal) {
 }
 
 }  // namespace
+
+}  // namespace orv

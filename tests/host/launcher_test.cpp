@@ -34,6 +34,8 @@
 #include "update/http_client.h"
 #include "update/update_run.h"
 
+namespace orv {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -700,3 +702,5 @@ TEST_F(LauncherTest, NewerLauncherIsSwappedInByTheScriptAfterTheWindowCloses) {
 }
 
 }  // namespace
+
+}  // namespace orv

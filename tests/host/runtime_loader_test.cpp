@@ -14,6 +14,8 @@
 #include "host/webview2/runtime_loader.h"
 #include "support/temp_dir.h"
 
+namespace orv {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -256,3 +258,5 @@ TEST_F(RuntimeLoaderTest, EnvironmentCompletesLaterThroughTheMessageLoop) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+namespace orv {
+
 class ChildProcess {
  public:
   ChildProcess() = default;
@@ -38,3 +40,5 @@ class ChildProcess {
   bool waited_ = false;
   int exit_code_ = -1;
 };
+
+}  // namespace orv

@@ -9,7 +9,10 @@
 #include <cerrno>
 #include <cstring>
 
+// The process environment, declared by POSIX at global scope.
 extern char** environ;
+
+namespace orv {
 
 namespace {
 
@@ -94,3 +97,5 @@ int ChildProcess::Wait() {
   exit_code_ = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return exit_code_;
 }
+
+}  // namespace orv

@@ -3,6 +3,8 @@
 #include "core/text.h"
 #include "support/child_process.h"
 
+namespace orv {
+
 namespace {
 
 // One argument quoted the way CommandLineToArgvW and the C runtime read it back.
@@ -113,3 +115,5 @@ int ChildProcess::Wait() {
   exit_code_ = killed_ ? -1 : static_cast<int>(code);
   return exit_code_;
 }
+
+}  // namespace orv

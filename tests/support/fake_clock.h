@@ -6,6 +6,8 @@
 
 #include "core/clock.h"
 
+namespace orv {
+
 class FakeClock final : public Clock {
  public:
   std::uint64_t NowNs() override { return now_ns; }
@@ -29,3 +31,5 @@ class FakeClock final : public Clock {
  private:
   static bool IsCancelled(const CancelFlag* cancel) { return cancel != nullptr && cancel->load() != 0; }
 };
+
+}  // namespace orv

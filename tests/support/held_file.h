@@ -7,6 +7,8 @@
 #include <cstdint>
 #include <filesystem>
 
+namespace orv {
+
 class HeldFile {
  public:
   HeldFile() = default;
@@ -22,3 +24,5 @@ class HeldFile {
  private:
   std::intptr_t handle_ = -1;
 };
+
+}  // namespace orv

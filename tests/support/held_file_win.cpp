@@ -2,6 +2,8 @@
 
 #include "support/held_file.h"
 
+namespace orv {
+
 bool HeldFile::SharingIsEnforced() { return true; }
 
 bool HeldFile::Hold(const std::filesystem::path& path) {
@@ -19,3 +21,5 @@ void HeldFile::Release() {
   CloseHandle(reinterpret_cast<HANDLE>(handle_));
   handle_ = -1;
 }
+
+}  // namespace orv

@@ -6,6 +6,8 @@
 #include <cstdint>
 #include <string>
 
+namespace orv {
+
 // Incompressible xorshift32 bytes; different seeds give different content.
 inline std::string NoiseBytes(std::size_t size, std::uint32_t seed = 2463534242u) {
   std::string bytes(size, '\0');
@@ -27,3 +29,5 @@ inline std::string CompressibleBytes(std::size_t size, std::uint32_t seed) {
   }
   return bytes;
 }
+
+}  // namespace orv

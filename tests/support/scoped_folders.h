@@ -5,6 +5,8 @@
 #include "core/paths.h"
 #include "support/temp_dir.h"
 
+namespace orv {
+
 class ScopedFolders {
  public:
   ScopedFolders() {
@@ -26,3 +28,5 @@ class ScopedFolders {
   TempDir root_;
   FolderOverrides overrides_;
 };
+
+}  // namespace orv

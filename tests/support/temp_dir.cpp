@@ -11,6 +11,8 @@
 
 #include "core/paths.h"
 
+namespace orv {
+
 namespace {
 std::atomic<unsigned> g_counter{0};
 }
@@ -49,3 +51,5 @@ std::filesystem::path TestDataFolder() {
   const char* env = std::getenv("ORV_TESTDATA");
   return env ? PathFromUtf8(env) : std::filesystem::path();
 }
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+namespace orv {
+
 class TempDir {
  public:
   TempDir();
@@ -25,3 +27,5 @@ void WriteTestFile(const std::filesystem::path& path, std::string_view bytes);
 [[nodiscard]] std::string ReadTestFile(const std::filesystem::path& path);
 // The shared real-world test vectors (../shared/testdata), as the test program sees them.
 [[nodiscard]] std::filesystem::path TestDataFolder();
+
+}  // namespace orv

@@ -8,6 +8,8 @@
 #include "support/temp_dir.h"
 #include "update/sha256.h"
 
+namespace orv {
+
 ManifestEntry TestChannel::Serve(const std::string& caminho, std::string_view bytes, Variant variant,
                                  std::uint32_t unit) const {
   const std::filesystem::path served = JoinRelative(folder_, caminho);
@@ -33,3 +35,5 @@ ManifestEntry TestChannel::Serve(const std::string& caminho, std::string_view by
 }
 
 void TestChannel::Write() const { WriteTestFile(folder_ / "manifest.json", ManifestText(manifest)); }
+
+}  // namespace orv

@@ -12,6 +12,8 @@
 
 #include "update/manifest.h"
 
+namespace orv {
+
 class TestChannel {
  public:
   enum class Variant { kPlain, kOrvz, kOrvb };
@@ -48,3 +50,5 @@ inline ManifestEntry UnservedEntry(const std::string& caminho, const std::string
   entry.tamanho = tamanho;
   return entry;
 }
+
+}  // namespace orv

@@ -21,6 +21,8 @@
 #include "update/sha256.h"
 #include "update/update_run.h"
 
+namespace orv {
+
 namespace {
 
 std::string Text(std::size_t lines) {
@@ -224,3 +226,5 @@ TEST_F(Orvpack, BadInputSaysWhyAndLeavesNothingHalfWritten) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -32,6 +32,8 @@
 #include "update/swap_journal.h"
 #include "update/work_files.h"
 
+namespace orv {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -604,3 +606,5 @@ TEST_F(CrashSafety, AFileHeldOpenFailsTheInstallAndTheNextRunFinishesIt) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -4,6 +4,8 @@
 #include "support/temp_dir.h"
 #include "update/hash_cache.h"
 
+namespace orv {
+
 namespace {
 
 HashCacheEntry Entry(std::uint64_t t, std::uint64_t d, std::string s) { return {t, d, std::move(s)}; }
@@ -116,3 +118,5 @@ TEST(HashCache, LookupTrustsOnlyTheSameSizeAndTime) {
 }
 
 }  // namespace
+
+}  // namespace orv

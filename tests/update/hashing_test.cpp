@@ -6,6 +6,8 @@
 #include "support/temp_dir.h"
 #include "update/sha256.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::size_t kChunk = 4u << 20;
@@ -100,3 +102,5 @@ TEST(Sha256OfBlocks, OneDigestPerBlockTheLastOneShort) {
 }
 
 }  // namespace
+
+}  // namespace orv

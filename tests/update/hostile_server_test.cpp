@@ -29,6 +29,8 @@
 #include "update/sha256.h"
 #include "update/swap_journal.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::uint32_t kBlock = 16384;
@@ -498,3 +500,5 @@ TEST_F(HostileServer, ASwapScriptThatCannotBeWrittenSkipsTheSelfUpdate) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -13,6 +13,8 @@
 #include "test_servers.h"
 #include "update/http_client.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::uint64_t kReadBuffer = 256u << 10;
@@ -326,3 +328,5 @@ TEST_F(HttpClient, RedirectsAndUnsafeCharactersBehaveAlike) {
 TEST(HttpUserAgent, NamesTheLauncherAndItsVersion) { EXPECT_EQ(HttpUserAgent(), "OrvLauncher/1.2.5"); }
 
 }  // namespace
+
+}  // namespace orv

@@ -12,6 +12,8 @@
 #include "update/progress.h"
 #include "update/swap_journal.h"
 
+namespace orv {
+
 namespace {
 
 struct JournalRig {
@@ -256,3 +258,5 @@ TEST(Progress, TransferReportsAreThrottledAndCarryTheMeanSpeed) {
 }
 
 }  // namespace
+
+}  // namespace orv

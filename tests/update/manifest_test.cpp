@@ -13,6 +13,8 @@
 #include "update/self_update.h"
 #include "update/verification.h"
 
+namespace orv {
+
 namespace {
 
 const std::string kHash(64, 'a');
@@ -306,3 +308,5 @@ TEST(SelfUpdate, SwapScriptKeepsAwkwardPathsLiteral) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -13,6 +13,8 @@
 #include "support/fake_clock.h"
 #include "support/scoped_folders.h"
 
+namespace orv {
+
 namespace {
 
 // FakeClock's sleep hook is a plain function: it reaches the test's flag through this.
@@ -101,3 +103,5 @@ TEST_F(RetryTransferTest, APauseIsNotAFailedAttempt) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -28,6 +28,8 @@
 #include "update/sha256.h"
 #include "update/swap_journal.h"
 
+namespace orv {
+
 namespace {
 
 constexpr std::uint32_t kBlock = 16384;
@@ -606,3 +608,5 @@ TEST_F(UpdateRunLauncher, AFailedDownloadIsTriedOnceAndItsLeftoverDropped) {
 }
 
 }  // namespace
+
+}  // namespace orv

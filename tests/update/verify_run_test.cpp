@@ -25,6 +25,8 @@
 #include "update/swap_journal.h"
 #include "update/update_run.h"
 
+namespace orv {
+
 namespace {
 
 namespace fs = std::filesystem;
@@ -324,3 +326,5 @@ TEST_F(VerifyRun, OrvsyncExitCodes) {
 }
 
 }  // namespace
+
+}  // namespace orv

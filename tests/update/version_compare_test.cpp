@@ -2,6 +2,8 @@
 
 #include "update/version_compare.h"
 
+namespace orv {
+
 namespace {
 
 TEST(CompareVersions, ComparesPartByPartAsNumbers) {
@@ -32,3 +34,5 @@ TEST(CompareVersions, ReadsEachPartLikeASignedDecimalConversion) {
 }
 
 }  // namespace
+
+}  // namespace orv

@@ -4,7 +4,11 @@
 
 #include "core/callbacks.h"
 
+namespace orv {
+
 void CancelOnInterrupt(CancelFlag* flag);
 
 // True when standard output is a terminal (a progress bar is drawn in place there).
 [[nodiscard]] bool StdoutIsTerminal();
+
+}  // namespace orv

@@ -4,6 +4,8 @@
 
 #include <csignal>
 
+namespace orv {
+
 namespace {
 CancelFlag* g_flag = nullptr;
 
@@ -23,3 +25,5 @@ void CancelOnInterrupt(CancelFlag* flag) {
 }
 
 bool StdoutIsTerminal() { return isatty(STDOUT_FILENO) != 0; }
+
+}  // namespace orv

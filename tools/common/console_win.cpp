@@ -2,6 +2,8 @@
 
 #include <windows.h>
 
+namespace orv {
+
 namespace {
 CancelFlag* g_flag = nullptr;
 
@@ -23,3 +25,5 @@ bool StdoutIsTerminal() {
   DWORD mode = 0;
   return GetConsoleMode(GetStdHandle(STD_OUTPUT_HANDLE), &mode) != 0;
 }
+
+}  // namespace orv

@@ -5,6 +5,8 @@
 
 #include "core/paths.h"
 
+namespace orv {
+
 bool ListBuildFiles(const std::filesystem::path& folder, std::vector<BuildFile>& files, std::string& error) {
   std::error_code ec;
   if (!std::filesystem::is_directory(folder, ec)) {
@@ -32,3 +34,5 @@ bool ListBuildFiles(const std::filesystem::path& folder, std::vector<BuildFile>&
   std::sort(files.begin(), files.end(), [](const BuildFile& a, const BuildFile& b) { return a.caminho < b.caminho; });
   return true;
 }
+
+}  // namespace orv

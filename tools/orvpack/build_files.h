@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+namespace orv {
+
 struct BuildFile {
   std::string caminho;  // relative path with "/" separators, UTF-8
   std::filesystem::path path;
@@ -16,3 +18,5 @@ struct BuildFile {
 // cannot be read or a name could not be installed by the launcher (".." or ":" in it).
 [[nodiscard]] bool ListBuildFiles(const std::filesystem::path& folder, std::vector<BuildFile>& files,
                                   std::string& error);
+
+}  // namespace orv

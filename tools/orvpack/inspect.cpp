@@ -14,6 +14,8 @@
 #include "formats/orvb.h"
 #include "formats/orvz.h"
 
+namespace orv {
+
 namespace {
 
 const char* AlgorithmName(std::uint32_t algorithm) {
@@ -149,3 +151,5 @@ bool UnpackFile(const std::filesystem::path& path, const std::filesystem::path& 
   if (!ok) DeleteFileAt(temporary);
   return ok;
 }
+
+}  // namespace orv

@@ -13,6 +13,8 @@
 #include "tools/orvpack/publish.h"
 #include "update/progress.h"
 
+namespace orv {
+
 namespace {
 
 constexpr int kUsageError = 64;
@@ -151,3 +153,5 @@ int OrvpackMain(const std::vector<std::string>& args) {
   PrintUsage();
   return kUsageError;
 }
+
+}  // namespace orv

@@ -12,6 +12,8 @@
 #include "update/manifest.h"
 #include "update/sha256.h"
 
+namespace orv {
+
 namespace {
 
 // A compressed variant must save at least this share of the file to be worth a second download path.
@@ -269,3 +271,5 @@ bool PublishChannel(const PublishOptions& options, const PublishProgress& progre
   Publisher publisher(options, progress, cancel, summary, error);
   return publisher.Run();
 }
+
+}  // namespace orv

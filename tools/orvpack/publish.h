@@ -10,6 +10,8 @@
 
 #include "core/callbacks.h"
 
+namespace orv {
+
 struct PublishOptions {
   std::filesystem::path build;
   std::filesystem::path channel;
@@ -44,3 +46,5 @@ using PublishProgress = std::function<void(std::uint64_t, std::uint64_t, const s
 // The block size used for a file of `size` bytes when none is given: small enough that an edit costs
 // little, large enough that the block list stays short (a 2 GiB file gets 2048 blocks).
 [[nodiscard]] std::uint32_t DefaultBlockSize(std::uint64_t size);
+
+}  // namespace orv

@@ -3,4 +3,6 @@
 
 #include "tools/orvsync/orvsync.h"
 
+using namespace orv;
+
 int main(int argc, char** argv) { return OrvsyncMain(std::vector<std::string>(argv + 1, argv + argc)); }

@@ -6,6 +6,8 @@
 #include "core/text.h"
 #include "tools/orvsync/orvsync.h"
 
+using namespace orv;
+
 // The entry MinGW calls with -municode; declared here because no header does.
 int wmain(int argc, wchar_t** argv);
 

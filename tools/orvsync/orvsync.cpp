@@ -11,6 +11,8 @@
 #include "update/progress.h"
 #include "update/update_run.h"
 
+namespace orv {
+
 namespace {
 
 constexpr int kUsageError = 64;
@@ -125,3 +127,5 @@ int OrvsyncMain(const std::vector<std::string>& args) {
   UpdateEngine::Run(state, channel, positional[0] == "atualizar");
   return view.ExitCode();
 }
+
+}  // namespace orv
