@@ -18,6 +18,7 @@
 #include "core/paths.h"
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
+#include "support/game_folder_view.h"
 #include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "support/test_channel.h"
@@ -148,25 +149,8 @@ class HostileServer : public ::testing::Test {
         200)
         << reason;
   }
-  static std::string TakeLog() {
-    std::string text;
-    (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
-    DeleteFileAt(GetDataFolder() / "launcher.log");
-    return text;
-  }
-  // Installed files by relative path, the launcher's own folders left out.
-  [[nodiscard]] std::map<std::string, std::string> GameFiles() const {
-    std::map<std::string, std::string> files;
-    for (const auto& item : std::filesystem::recursive_directory_iterator(game_)) {
-      std::string relative = PathToUtf8(std::filesystem::relative(item.path(), game_));
-      std::replace(relative.begin(), relative.end(), '\\', '/');
-      if (!item.is_regular_file() || relative.starts_with(".orvlauncher/") || relative.starts_with(".atualizando/")) {
-        continue;
-      }
-      files[relative] = ReadTestFile(item.path());
-    }
-    return files;
-  }
+  static std::string TakeLog() { return TakeLauncherLog(); }
+  [[nodiscard]] std::map<std::string, std::string> GameFiles() const { return InstalledFiles(game_); }
   static std::map<std::string, std::string> AsMap(const std::vector<GameFile>& files) {
     std::map<std::string, std::string> map;
     for (const GameFile& f : files) map[f.caminho] = f.bytes;

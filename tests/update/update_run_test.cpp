@@ -17,6 +17,7 @@
 #include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
+#include "support/game_folder_view.h"
 #include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "support/test_channel.h"
@@ -170,12 +171,7 @@ class UpdateRun : public ::testing::Test {
         << reason;
   }
   // The log written since the last call.
-  static std::string TakeLog() {
-    std::string text;
-    (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
-    DeleteFileAt(GetDataFolder() / "launcher.log");
-    return text;
-  }
+  static std::string TakeLog() { return TakeLauncherLog(); }
   static bool Logged(const std::string& log, const std::string& line) {
     return log.find("] " + line + "\r\n") != std::string::npos;
   }
@@ -183,13 +179,7 @@ class UpdateRun : public ::testing::Test {
   // folder and the hash cache's folder are left out.
   [[nodiscard]] std::map<std::string, std::string> GameFiles() const {
     std::map<std::string, std::string> files;
-    for (const auto& item : std::filesystem::recursive_directory_iterator(game_)) {
-      const std::string relative = Slashed(PathToUtf8(std::filesystem::relative(item.path(), game_)));
-      if (!item.is_regular_file() || relative.starts_with(".orvlauncher/") || relative.starts_with(".atualizando/")) {
-        continue;
-      }
-      files[relative] = Fingerprint(ReadTestFile(item.path()));
-    }
+    for (const auto& [relative, bytes] : InstalledFiles(game_)) files[relative] = Fingerprint(bytes);
     return files;
   }
   static std::string Fingerprint(const std::string& bytes) {
