@@ -15,6 +15,8 @@ namespace orv {
 
 [[nodiscard]] std::string Sha256OfFile(const std::filesystem::path& path, const ProgressCallback& progress,
                                        const CancelFlag* cancel);
+// The block digest of a buffer: the hex of the first 16 bytes of its SHA-256 (32 characters), "" on a
+// provider failure. Whole-file digests are the full 64 characters.
 [[nodiscard]] std::string Sha256OfBuffer(const void* data, std::size_t size);
 // The block digests of consecutive blocks, 32 characters each; the last block may be short; a block
 // size of 0 gives "".

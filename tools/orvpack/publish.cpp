@@ -268,6 +268,7 @@ std::uint32_t DefaultBlockSize(std::uint64_t size) { return size < (64ull << 20)
 
 bool PublishChannel(const PublishOptions& options, const PublishProgress& progress, const CancelFlag* cancel,
                     PublishSummary& summary, std::string& error) {
+  summary = {};  // each publication counts afresh, whatever the caller's summary held
   Publisher publisher(options, progress, cancel, summary, error);
   return publisher.Run();
 }
