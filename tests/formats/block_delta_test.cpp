@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
 #include "support/fake_clock.h"
+#include "support/game_folder_view.h"
 #include "support/scoped_folders.h"
 #include "test_servers.h"
 #include "update/http_client.h"
@@ -51,16 +53,6 @@ void Scramble(std::string& bytes, std::size_t index, std::uint32_t seed) {
   for (std::size_t k = index * kBlock; k < end; ++k) bytes[k] = static_cast<char>(Next(seed) >> 24);
 }
 
-std::string Range(std::uint64_t first, std::uint64_t last) {
-  return "bytes=" + std::to_string(first) + "-" + std::to_string(last);
-}
-
-std::string LogText() {
-  std::string text;
-  (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
-  return text;
-}
-
 std::uint64_t BodyBytes(const std::vector<AccessEntry>& requests) {
   std::uint64_t sum = 0;
   for (const AccessEntry& r : requests) sum += r.body_bytes;
@@ -76,7 +68,8 @@ struct Published {
 
   // The range covering blocks first..last of the .orvb.
   [[nodiscard]] std::string BlockRange(std::size_t first, std::size_t last) const {
-    return Range(table.blocks[first].offset, table.blocks[last].offset + table.blocks[last].stored_length - 1);
+    return "bytes=" + std::to_string(table.blocks[first].offset) + "-" +
+           std::to_string(table.blocks[last].offset + table.blocks[last].stored_length - 1);
   }
   [[nodiscard]] std::uint64_t Stored(const std::vector<std::size_t>& blocks) const {
     std::uint64_t sum = 0;
@@ -133,11 +126,17 @@ class BlockDelta : public ::testing::Test {
     return Sha256OfBlocks(installed, static_cast<std::uint32_t>(p.entry.bloco), nullptr);
   }
 
-  int Run(const Published& p, const std::filesystem::path& installed, const std::string& server_base) {
+  // `digests` stands in for the installed file's own block digests when given.
+  int Run(const Published& p, const std::filesystem::path& installed, const std::string& server_base,
+          const std::optional<std::string>& digests = std::nullopt) {
     error_ = "intocado";
     return BlockDeltaDownload(
-        p.entry, installed, Blocks(p, installed), Target(p), server_base + served_.UrlPath(""),
-        [this](std::uint64_t n) { progress_ += n; }, &cancel_, clock_, error_);
+        p.entry, installed, digests.value_or(Blocks(p, installed)), Target(p), server_base + served_.UrlPath(""),
+        [this](std::uint64_t n) {
+          progress_ += n;
+          if (cancel_on_progress_) cancel_ = 1;
+        },
+        &cancel_, clock_, error_);
   }
 
   void Arm(int requests, const std::string& directives, const Published& p) {
@@ -164,6 +163,7 @@ class BlockDelta : public ::testing::Test {
   ServedFolder served_;
   FakeClock clock_;
   CancelFlag cancel_{0};
+  bool cancel_on_progress_ = false;
   std::uint64_t progress_ = 0;
   std::string error_;
 };
@@ -184,8 +184,9 @@ TEST_F(BlockDelta, AFileWhoseBlocksAllMovedIsRebuiltFromTheInstalledOne) {
   EXPECT_EQ(requests[0].range, "bytes=0-683");
   EXPECT_EQ(requests[0].body_bytes, 684u);  // the header and the table of 41 blocks, nothing else
   EXPECT_EQ(progress_, fresh.size()) << "only the final hash of the assembled file";
-  EXPECT_NE(LogText().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
-            std::string::npos);
+  EXPECT_NE(
+      TakeLauncherLog().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
+      std::string::npos);
 }
 
 // Four changed blocks, two of them adjacent, one the short last block: three ranges that carry
@@ -207,8 +208,8 @@ TEST_F(BlockDelta, OnlyTheChangedBlocksComeInOneRangePerRun) {
   const std::uint64_t stored = p.Stored({3, 20, 21, 40});
   EXPECT_EQ(BodyBytes(requests), 684 + stored);  // header and table of 41 blocks, then the ranges
   EXPECT_EQ(progress_, stored + fresh.size());   // the ranges (not the header), then the final hash
-  EXPECT_NE(LogText().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
-                           " bytes), o resto do instalado"),
+  EXPECT_NE(TakeLauncherLog().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
+                                   " bytes), o resto do instalado"),
             std::string::npos);
 }
 
@@ -253,7 +254,7 @@ TEST_F(BlockDelta, AtTheThresholdRangesAboveItTheWholeFileNeverPastItsSize) {
   Published p = Publish("limite.pak", fresh);
   for (const std::size_t k : {5u, 6u, 7u}) ASSERT_NE(p.table.blocks[k].stored_flag, 0u);
   const auto installed = Installed(p, old);
-  p.entry.bTamanho = 3 * kBlock * 5 / 3;
+  p.entry.bTamanho = 20480;  // the three raw blocks, 12288 bytes, are 0.6 of it
   ASSERT_EQ(Run(p, installed, nginx_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);
   p.entry.bTamanho -= 1;
@@ -279,7 +280,7 @@ TEST_F(BlockDelta, WithNothingInstalledTheWholeOrvbComesAndACutOneResumes) {
   ASSERT_EQ(Run(whole, Nowhere(), fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(whole)), Content(160, 0, 22));
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
-  const std::string log = LogText();
+  const std::string log = TakeLauncherLog();
   EXPECT_NE(log.find("por bloco inteiro/novo.pak: inteiro (160 de 160 blocos faltavam)"), std::string::npos) << log;
   EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
   const std::size_t line = log.find("download inteiro/novo.pak falhou (conexao caiu (");
@@ -364,7 +365,7 @@ TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
   Arm(2, "/status/500", p_);
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
-  EXPECT_EQ(LogText().find("falhou"), std::string::npos);
+  EXPECT_EQ(TakeLauncherLog().find("falhou"), std::string::npos);
   EXPECT_EQ(FaultRequests(4), 4u);  // three for the header, one range
 }
 
@@ -383,7 +384,8 @@ TEST_F(BlockDeltaFailures, AShortRangeIsLoggedAndAskedAgain) {
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p_)), fresh_);
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
-  EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"),
+            std::string::npos);
   EXPECT_EQ(FaultRequests(3), 3u);
 }
 
@@ -393,7 +395,8 @@ TEST_F(BlockDeltaFailures, AShortRangeGivesUpAfterTheEighthAttempt) {
   EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intervalo incompleto");
   EXPECT_EQ(clock_.sleeps_ms, all_delays_);
-  EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"),
+            std::string::npos);
   EXPECT_EQ(FaultRequests(9), 9u);
 }
 
@@ -415,7 +418,8 @@ TEST_F(BlockDeltaFailures, AWrongAssembledFileIsDeletedAndItsDigestLogged) {
   EXPECT_EQ(error_, "arquivo montado com hash errado");
   EXPECT_FALSE(PathExists(Beside(p_, ".bloco")));
   EXPECT_FALSE(PathExists(Target(p_)));
-  EXPECT_NE(LogText().find("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"),
+            std::string::npos);
   EXPECT_EQ(FaultRequests(2), 2u);
 }
 
@@ -438,10 +442,8 @@ TEST_F(BlockDeltaFailures, CancelledBeforeTheCallAsksNothing) {
 
 // Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
 TEST_F(BlockDeltaFailures, CancelledWhileARangeArrivesKeepsThePartialBlockFile) {
-  EXPECT_EQ(BlockDeltaDownload(
-                p_.entry, installed_, Blocks(p_, installed_), Target(p_), fault_.base_url + served_.UrlPath(""),
-                [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
-            -1);
+  cancel_on_progress_ = true;
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "cancelado");
   EXPECT_TRUE(PathExists(Beside(p_, ".bloco")));
   EXPECT_EQ(FaultRequests(2), 2u);
@@ -449,10 +451,8 @@ TEST_F(BlockDeltaFailures, CancelledWhileARangeArrivesKeepsThePartialBlockFile) 
 
 // Cancelled during a whole-file download: the .orvb.part is kept for the next run.
 TEST_F(BlockDeltaFailures, CancelledDuringAWholeDownloadKeepsThePartialOrvb) {
-  EXPECT_EQ(BlockDeltaDownload(
-                p_.entry, Nowhere(), "", Target(p_), nginx_.base_url + served_.UrlPath(""),
-                [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
-            -1);
+  cancel_on_progress_ = true;
+  EXPECT_EQ(Run(p_, Nowhere(), nginx_.base_url, ""), -1);
   EXPECT_EQ(error_, "cancelado");
   EXPECT_GT(FileSizeOf(Beside(p_, ".orvb.part")), 0);
 }
@@ -512,19 +512,19 @@ TEST_F(BlockDelta, AHostileTableCostsNeitherMemoryNorAReadOutsideTheRange) {
 // would expand to many times the file; it is refused before ".bloco" is created.
 TEST_F(BlockDelta, AWholeOrvbThatDisagreesWithTheManifestWritesNothing) {
   const Published p = Publish("bomba.pak", Content(60, 0, 43));
-  const std::uint64_t size = p.entry.bTamanho;
-  const auto count = static_cast<std::uint32_t>((size - 28 - kBlock) / 16);
-  ASSERT_GT(static_cast<std::uint64_t>(count) * kBlock, 50 * p.entry.tamanho);
-  std::vector<OrvbEntry> entries(count, OrvbEntry{28 + 16ull * count, kBlock, 1});
-  std::string bomb = OrvbHead(kAlgorithmXpressHuff, kBlock, std::uint64_t{count} * kBlock, count, entries);
-  bomb.resize(size, 'z');
+  // 4000 entries name one raw block, stored right after the table (at 64028): 16384000 bytes.
+  const std::vector<OrvbEntry> entries(4000, OrvbEntry{64028, kBlock, 1});
+  std::string bomb = OrvbHead(kAlgorithmXpressHuff, kBlock, 16384000, 4000, entries);
+  ASSERT_GT(16384000u, 50 * p.entry.tamanho);
+  ASSERT_LE(bomb.size() + kBlock, p.entry.bTamanho);
+  bomb.resize(p.entry.bTamanho, 'z');
   // Exactly as long as the published .orvb: taken as a finished download (the server answers 416).
   WriteTestFile(Beside(p, ".orvb.part"), bomb);
-  EXPECT_EQ(Run(p, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
+  EXPECT_EQ(Run(p, Nowhere(), nginx_.base_url), -1);
   EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
   EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
   EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
-  ASSERT_EQ(Run(p, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  ASSERT_EQ(Run(p, Nowhere(), nginx_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), Content(60, 0, 43));
 }
 
@@ -538,21 +538,15 @@ TEST_F(BlockDelta, UsesTheDigestsVerificationMadeAndStillChecksWhatItCopies) {
   const auto installed = Installed(p, old);
 
   // No digests handed over: nothing is reused although the file is there; every block comes.
-  error_.clear();
-  ASSERT_EQ(BlockDeltaDownload(p.entry, installed, "", Target(p), nginx_.base_url + served_.UrlPath(""), {}, &cancel_,
-                               clock_, error_),
-            0)
-      << error_;
+  ASSERT_EQ(Run(p, installed, nginx_.base_url, ""), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-  EXPECT_NE(LogText().find("digestos.pak: inteiro (12 de 12 blocos faltavam)"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("digestos.pak: inteiro (12 de 12 blocos faltavam)"), std::string::npos);
 
   // Digests that say installed block 0 holds new block 4: it is read, found different, and the call
   // stops rather than download it.
   std::string lying = Blocks(p, installed);
   lying.replace(0, 32, p.entry.blocos.substr(4 * 32, 32));
-  EXPECT_EQ(BlockDeltaDownload(p.entry, installed, lying, Target(p), nginx_.base_url + served_.UrlPath(""), {},
-                               &cancel_, clock_, error_),
-            -1);
+  EXPECT_EQ(Run(p, installed, nginx_.base_url, lying), -1);
   EXPECT_EQ(error_, "nao reaproveitou o bloco 4 do arquivo instalado");
 }
 
