@@ -3,6 +3,7 @@
 // The same cases run natively (libcurl) and under Wine (WinHTTP).
 #include "formats/block_delta.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -25,6 +26,9 @@
 namespace orv {
 
 namespace {
+
+using testing::HasSubstr;
+using testing::Not;
 
 constexpr std::uint32_t kBlock = 4096;
 
@@ -184,9 +188,8 @@ TEST_F(BlockDelta, AFileWhoseBlocksAllMovedIsRebuiltFromTheInstalledOne) {
   EXPECT_EQ(requests[0].range, "bytes=0-683");
   EXPECT_EQ(requests[0].body_bytes, 684u);  // the header and the table of 41 blocks, nothing else
   EXPECT_EQ(progress_, fresh.size()) << "only the final hash of the assembled file";
-  EXPECT_NE(
-      TakeLauncherLog().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
-      std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(),
+              HasSubstr("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"));
 }
 
 // Four changed blocks, two of them adjacent, one the short last block: three ranges that carry
@@ -208,9 +211,8 @@ TEST_F(BlockDelta, OnlyTheChangedBlocksComeInOneRangePerRun) {
   const std::uint64_t stored = p.Stored({3, 20, 21, 40});
   EXPECT_EQ(BodyBytes(requests), 684 + stored);  // header and table of 41 blocks, then the ranges
   EXPECT_EQ(progress_, stored + fresh.size());   // the ranges (not the header), then the final hash
-  EXPECT_NE(TakeLauncherLog().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
-                                   " bytes), o resto do instalado"),
-            std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" +
+                                           std::to_string(stored) + " bytes), o resto do instalado"));
 }
 
 // 33 adjacent missing blocks: 32 in one request, the last one in a second.
@@ -281,7 +283,7 @@ TEST_F(BlockDelta, WithNothingInstalledTheWholeOrvbComesAndACutOneResumes) {
   EXPECT_EQ(ReadTestFile(Target(whole)), Content(160, 0, 22));
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
   const std::string log = TakeLauncherLog();
-  EXPECT_NE(log.find("por bloco inteiro/novo.pak: inteiro (160 de 160 blocos faltavam)"), std::string::npos) << log;
+  EXPECT_THAT(log, HasSubstr("por bloco inteiro/novo.pak: inteiro (160 de 160 blocos faltavam)"));
   EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
   const std::size_t line = log.find("download inteiro/novo.pak falhou (conexao caiu (");
   ASSERT_NE(line, std::string::npos) << log;
@@ -365,7 +367,7 @@ TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
   Arm(2, "/status/500", p_);
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
-  EXPECT_EQ(TakeLauncherLog().find("falhou"), std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), Not(HasSubstr("falhou")));
   EXPECT_EQ(FaultRequests(4), 4u);  // three for the header, one range
 }
 
@@ -384,8 +386,7 @@ TEST_F(BlockDeltaFailures, AShortRangeIsLoggedAndAskedAgain) {
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p_)), fresh_);
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
-  EXPECT_NE(TakeLauncherLog().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"),
-            std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"));
   EXPECT_EQ(FaultRequests(3), 3u);
 }
 
@@ -395,8 +396,7 @@ TEST_F(BlockDeltaFailures, AShortRangeGivesUpAfterTheEighthAttempt) {
   EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intervalo incompleto");
   EXPECT_EQ(clock_.sleeps_ms, all_delays_);
-  EXPECT_NE(TakeLauncherLog().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"),
-            std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"));
   EXPECT_EQ(FaultRequests(9), 9u);
 }
 
@@ -418,8 +418,7 @@ TEST_F(BlockDeltaFailures, AWrongAssembledFileIsDeletedAndItsDigestLogged) {
   EXPECT_EQ(error_, "arquivo montado com hash errado");
   EXPECT_FALSE(PathExists(Beside(p_, ".bloco")));
   EXPECT_FALSE(PathExists(Target(p_)));
-  EXPECT_NE(TakeLauncherLog().find("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"),
-            std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"));
   EXPECT_EQ(FaultRequests(2), 2u);
 }
 
@@ -540,7 +539,7 @@ TEST_F(BlockDelta, UsesTheDigestsVerificationMadeAndStillChecksWhatItCopies) {
   // No digests handed over: nothing is reused although the file is there; every block comes.
   ASSERT_EQ(Run(p, installed, nginx_.base_url, ""), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-  EXPECT_NE(TakeLauncherLog().find("digestos.pak: inteiro (12 de 12 blocos faltavam)"), std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("digestos.pak: inteiro (12 de 12 blocos faltavam)"));
 
   // Digests that say installed block 0 holds new block 4: it is read, found different, and the call
   // stops rather than download it.
