@@ -150,6 +150,17 @@ class BlockDelta : public ::testing::Test {
         << reason;
   }
 
+  // A whole-length .orvb.part that must not be kept: the run fails with `error` and leaves neither
+  // work file, so the next run starts clean and succeeds.
+  void ExpectPartialThrownAway(const Published& p, const std::string& partial, const std::string& error) {
+    WriteTestFile(Beside(p, ".orvb.part"), partial);
+    EXPECT_EQ(Run(p, Nowhere(), nginx_.base_url), -1);
+    EXPECT_EQ(error_, error);
+    EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
+    EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
+    ASSERT_EQ(Run(p, Nowhere(), nginx_.base_url), 0) << error_;
+  }
+
   // Serves `orvb` in place of the published .orvb.
   void Serve(const Published& p, const std::string& orvb) { (void)served_.Put(p.name + ".orvb", orvb); }
   // `orvb` with the table entry at byte `at` changed.
@@ -316,12 +327,7 @@ TEST_F(BlockDelta, APartialOrvbLeftByAnEarlierRunIsContinued) {
 TEST_F(BlockDelta, AWholeLengthPartialThatIsNotTheOrvbIsThrownAway) {
   const Published whole = PublishWhole();
   const std::string orvb = ReadTestFile(served_.path() / "inteiro/novo.pak.orvb");
-  WriteTestFile(Beside(whole, ".orvb.part"), "X" + orvb.substr(1));
-  EXPECT_EQ(Run(whole, Nowhere(), nginx_.base_url), -1);
-  EXPECT_EQ(error_, "arquivo em blocos invalido");
-  EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
-  EXPECT_FALSE(PathExists(Beside(whole, ".bloco")));
-  ASSERT_EQ(Run(whole, Nowhere(), nginx_.base_url), 0) << error_;
+  ExpectPartialThrownAway(whole, "X" + orvb.substr(1), "arquivo em blocos invalido");
 }
 
 // A whole .orvb.part of the previous publication, exactly as long as the new .orvb: it decodes,
@@ -334,12 +340,7 @@ TEST_F(BlockDelta, AWholePartialOfThePreviousPublicationIsNotKept) {
   const std::string stale = ReadTestFile(served_.path() / (Publish("republicado.pak", before).name + ".orvb"));
   const Published republished = Publish("republicado.pak", after);
   ASSERT_EQ(stale.size(), republished.entry.bTamanho);
-  WriteTestFile(Beside(republished, ".orvb.part"), stale);
-  EXPECT_EQ(Run(republished, Nowhere(), nginx_.base_url), -1);
-  EXPECT_EQ(error_, "arquivo montado com hash errado");
-  EXPECT_FALSE(PathExists(Beside(republished, ".orvb.part")));
-  EXPECT_FALSE(PathExists(Beside(republished, ".bloco")));
-  ASSERT_EQ(Run(republished, Nowhere(), nginx_.base_url), 0) << error_;
+  ExpectPartialThrownAway(republished, stale, "arquivo montado com hash errado");
   EXPECT_EQ(ReadTestFile(Target(republished)), after);
 }
 
@@ -518,12 +519,7 @@ TEST_F(BlockDelta, AWholeOrvbThatDisagreesWithTheManifestWritesNothing) {
   ASSERT_LE(bomb.size() + kBlock, p.entry.bTamanho);
   bomb.resize(p.entry.bTamanho, 'z');
   // Exactly as long as the published .orvb: taken as a finished download (the server answers 416).
-  WriteTestFile(Beside(p, ".orvb.part"), bomb);
-  EXPECT_EQ(Run(p, Nowhere(), nginx_.base_url), -1);
-  EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
-  EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
-  EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
-  ASSERT_EQ(Run(p, Nowhere(), nginx_.base_url), 0) << error_;
+  ExpectPartialThrownAway(p, bomb, "tabela em blocos nao bate com o manifesto");
   EXPECT_EQ(ReadTestFile(Target(p)), Content(60, 0, 43));
 }
 
