@@ -14,11 +14,12 @@
 #include "core/file_util.h"
 #include "core/paths.h"
 #include "file_builders.h"
+#include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
-#include "formats/pack_writer.h"
 #include "support/fake_clock.h"
 #include "support/game_folder_view.h"
 #include "support/scoped_folders.h"
+#include "support/test_channel.h"
 #include "test_servers.h"
 #include "update/http_client.h"
 #include "update/sha256.h"
@@ -94,20 +95,13 @@ class BlockDelta : public ::testing::Test {
     Published p;
     p.name = caminho;
     std::replace(p.name.begin(), p.name.end(), '\\', '/');
-    const auto source = folders_.root() / "fonte.bin";
-    const auto packed = folders_.root() / "fonte.orvb";
-    WriteTestFile(source, content);
-    std::string error;
-    EXPECT_TRUE(WriteOrvbFile(source, packed, {kAlgorithmXpressHuff, kBlock, 6}, nullptr, error)) << error;
-    const std::string orvb = ReadTestFile(packed);
+    // Served as the publisher lays it out; the manifest keeps the backslashes.
+    p.entry = TestChannel(served_.path()).Serve(p.name, content, TestChannel::Variant::kOrvb, kBlock);
     p.entry.caminho = caminho;
-    p.entry.sha256 = Sha256OfFile(source, {}, nullptr);
-    p.entry.tamanho = content.size();
-    p.entry.bloco = kBlock;
-    p.entry.blocos = Sha256OfBlocks(source, kBlock, nullptr);
-    p.entry.bTamanho = orvb.size();
+    const std::string orvb = ReadTestFile(JoinRelative(served_.path(), p.name + ".orvb"));
+    std::string error;
     EXPECT_TRUE(ReadOrvbTable({reinterpret_cast<const std::uint8_t*>(orvb.data()), orvb.size()}, p.table, error));
-    p.uri = served_.Put(p.name + ".orvb", orvb);
+    p.uri = served_.UrlPath(p.name + ".orvb");
     return p;
   }
 
