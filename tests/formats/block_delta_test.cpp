@@ -18,6 +18,7 @@
 #include "formats/orvb.h"
 #include "support/fake_clock.h"
 #include "support/game_folder_view.h"
+#include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "support/test_channel.h"
 #include "test_servers.h"
@@ -33,29 +34,22 @@ using testing::Not;
 
 constexpr std::uint32_t kBlock = 4096;
 
-std::uint32_t Next(std::uint32_t& x) {
-  x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-  return x;
-}
-
 // Block i: a random prefix whose length changes with i, then one repeated byte; the blocks compress
 // to lengths of their own and the longest prefixes are stored raw.
 std::string Content(std::size_t blocks, std::size_t tail, std::uint32_t seed) {
-  std::string bytes(blocks * kBlock + tail, '\0');
+  std::string bytes = NoiseBytes(blocks * kBlock + tail, seed);
   for (std::size_t i = 0; i * kBlock < bytes.size(); ++i) {
-    const std::size_t length = std::min<std::size_t>(kBlock, bytes.size() - i * kBlock);
-    const std::size_t random = std::min(length, 64 + (i * 1531) % kBlock);
-    for (std::size_t k = 0; k < length; ++k) {
-      bytes[i * kBlock + k] = static_cast<char>(k < random ? Next(seed) >> 24 : 'a' + i % 26);
-    }
+    const std::size_t end = std::min(bytes.size(), (i + 1) * kBlock);
+    const std::size_t random_end = i * kBlock + 64 + (i * 1531) % kBlock;
+    for (std::size_t k = random_end; k < end; ++k) bytes[k] = static_cast<char>('a' + i % 26);
   }
   return bytes;
 }
 
 // Fills block `index` with fresh random bytes: its digest is new and it is stored raw.
 void Scramble(std::string& bytes, std::size_t index, std::uint32_t seed) {
-  const std::size_t end = std::min(bytes.size(), (index + 1) * kBlock);
-  for (std::size_t k = index * kBlock; k < end; ++k) bytes[k] = static_cast<char>(Next(seed) >> 24);
+  const std::size_t length = std::min(bytes.size() - index * kBlock, std::size_t{kBlock});
+  bytes.replace(index * kBlock, length, NoiseBytes(length, seed));
 }
 
 std::uint64_t BodyBytes(const std::vector<AccessEntry>& requests) {
