@@ -17,11 +17,6 @@ namespace orv {
 
 namespace {
 
-// An absolute folder in the platform's own form.
-std::filesystem::path Absolute(const ScopedFolders& folders, std::string_view leaf) {
-  return folders.root() / std::string(leaf);
-}
-
 TEST(LauncherConfig, DefaultTextIsTheDocumentedShape) {
   const std::string text = kDefaultLauncherConfig;
   JsonValue root;
@@ -65,7 +60,7 @@ TEST(LauncherConfig, BrokenFileGivesTheDefault) {
 
 TEST(LauncherConfig, ChannelsGetTheirFoldersFromTheGameFolder) {
   ScopedFolders folders;
-  const std::filesystem::path game = Absolute(folders, "G");
+  const std::filesystem::path game = folders.root() / "G";
   const LauncherConfig two = LauncherConfigFromText(
       R"({"canais":[{"id":"oficial","nome":"Oficial","manifesto":"https://a/m.json","pasta":"X"},
                     {"id":"teste","nome":"Teste","manifesto":"https://b/m.json"}, 5],
@@ -84,7 +79,7 @@ TEST(LauncherConfig, ChannelsGetTheirFoldersFromTheGameFolder) {
 
 TEST(LauncherConfig, EmptyChannelListGivesTheOfficialChannel) {
   ScopedFolders folders;
-  const std::filesystem::path game = Absolute(folders, "G");
+  const std::filesystem::path game = folders.root() / "G";
   const LauncherConfig empty = LauncherConfigFromText(R"({"canais":[],"site":"https://s"})", game);
   ASSERT_EQ(empty.canais.size(), 1u);
   EXPECT_EQ(empty.canais[0].nome, "Oficial");
@@ -102,7 +97,7 @@ TEST(GameFolder, ChannelFolderNamesEveryChannelAfterTheFirst) {
 
 TEST(GameFolder, PastajogoIsTrimmed) {
   ScopedFolders folders;
-  const std::filesystem::path chosen = Absolute(folders, "Jogos Valdren");
+  const std::filesystem::path chosen = folders.root() / "Jogos Valdren";
   EXPECT_EQ(LoadGameFolder(), GetDefaultGameFolder());  // no file
   WriteTestFile(GetDataFolder() / "pastajogo.txt", "  " + PathToUtf8(chosen) + " \r\n");
   EXPECT_EQ(LoadGameFolder(), chosen);
@@ -110,7 +105,7 @@ TEST(GameFolder, PastajogoIsTrimmed) {
 
 TEST(GameFolder, PastajogoThatIsNotAbsoluteGivesTheDefault) {
   ScopedFolders folders;
-  const std::string chosen_utf8 = PathToUtf8(Absolute(folders, "Jogos Valdren"));
+  const std::string chosen_utf8 = PathToUtf8(folders.root() / "Jogos Valdren");
   const std::filesystem::path file = GetDataFolder() / "pastajogo.txt";
   for (const char* fallback : {"", "   \r\n", "Jogos\\Valdren", "Jogos/Valdren", "D:", "/"}) {
     WriteTestFile(file, fallback);
@@ -123,7 +118,7 @@ TEST(GameFolder, PastajogoThatIsNotAbsoluteGivesTheDefault) {
 
 TEST(GameFolder, SaveWritesTheBarePathAndLoadsItBack) {
   ScopedFolders folders;
-  const std::filesystem::path chosen = Absolute(folders, "Pasta com espaço e ç");
+  const std::filesystem::path chosen = folders.root() / "Pasta com espaço e ç";
   SaveGameFolder(chosen);
   EXPECT_EQ(ReadTestFile(GetDataFolder() / "pastajogo.txt"), PathToUtf8(chosen));
   EXPECT_EQ(LoadGameFolder(), chosen);

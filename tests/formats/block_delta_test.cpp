@@ -3,19 +3,24 @@
 // The same cases run natively (libcurl) and under Wine (WinHTTP).
 #include "formats/block_delta.h"
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "core/file_util.h"
 #include "core/paths.h"
 #include "file_builders.h"
+#include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
-#include "formats/pack_writer.h"
 #include "support/fake_clock.h"
+#include "support/game_folder_view.h"
+#include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
+#include "support/test_channel.h"
 #include "test_servers.h"
 #include "update/http_client.h"
 #include "update/sha256.h"
@@ -24,41 +29,27 @@ namespace orv {
 
 namespace {
 
-constexpr std::uint32_t kBlock = 4096;
+using testing::HasSubstr;
+using testing::Not;
 
-std::uint32_t Next(std::uint32_t& x) {
-  x ^= x << 13, x ^= x >> 17, x ^= x << 5;
-  return x;
-}
+constexpr std::uint32_t kBlock = 4096;
 
 // Block i: a random prefix whose length changes with i, then one repeated byte; the blocks compress
 // to lengths of their own and the longest prefixes are stored raw.
 std::string Content(std::size_t blocks, std::size_t tail, std::uint32_t seed) {
-  std::string bytes(blocks * kBlock + tail, '\0');
+  std::string bytes = NoiseBytes(blocks * kBlock + tail, seed);
   for (std::size_t i = 0; i * kBlock < bytes.size(); ++i) {
-    const std::size_t length = std::min<std::size_t>(kBlock, bytes.size() - i * kBlock);
-    const std::size_t random = std::min(length, 64 + (i * 1531) % kBlock);
-    for (std::size_t k = 0; k < length; ++k) {
-      bytes[i * kBlock + k] = static_cast<char>(k < random ? Next(seed) >> 24 : 'a' + i % 26);
-    }
+    const std::size_t end = std::min(bytes.size(), (i + 1) * kBlock);
+    const std::size_t random_end = i * kBlock + 64 + (i * 1531) % kBlock;
+    for (std::size_t k = random_end; k < end; ++k) bytes[k] = static_cast<char>('a' + i % 26);
   }
   return bytes;
 }
 
 // Fills block `index` with fresh random bytes: its digest is new and it is stored raw.
 void Scramble(std::string& bytes, std::size_t index, std::uint32_t seed) {
-  const std::size_t end = std::min(bytes.size(), (index + 1) * kBlock);
-  for (std::size_t k = index * kBlock; k < end; ++k) bytes[k] = static_cast<char>(Next(seed) >> 24);
-}
-
-std::string Range(std::uint64_t first, std::uint64_t last) {
-  return "bytes=" + std::to_string(first) + "-" + std::to_string(last);
-}
-
-std::string LogText() {
-  std::string text;
-  (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
-  return text;
+  const std::size_t length = std::min(bytes.size() - index * kBlock, std::size_t{kBlock});
+  bytes.replace(index * kBlock, length, NoiseBytes(length, seed));
 }
 
 std::uint64_t BodyBytes(const std::vector<AccessEntry>& requests) {
@@ -76,7 +67,8 @@ struct Published {
 
   // The range covering blocks first..last of the .orvb.
   [[nodiscard]] std::string BlockRange(std::size_t first, std::size_t last) const {
-    return Range(table.blocks[first].offset, table.blocks[last].offset + table.blocks[last].stored_length - 1);
+    return "bytes=" + std::to_string(table.blocks[first].offset) + "-" +
+           std::to_string(table.blocks[last].offset + table.blocks[last].stored_length - 1);
   }
   [[nodiscard]] std::uint64_t Stored(const std::vector<std::size_t>& blocks) const {
     std::uint64_t sum = 0;
@@ -97,20 +89,13 @@ class BlockDelta : public ::testing::Test {
     Published p;
     p.name = caminho;
     std::replace(p.name.begin(), p.name.end(), '\\', '/');
-    const auto source = folders_.root() / "fonte.bin";
-    const auto packed = folders_.root() / "fonte.orvb";
-    WriteTestFile(source, content);
-    std::string error;
-    EXPECT_TRUE(WriteOrvbFile(source, packed, {kAlgorithmXpressHuff, kBlock, 6}, nullptr, error)) << error;
-    const std::string orvb = ReadTestFile(packed);
+    // Served as the publisher lays it out; the manifest keeps the backslashes.
+    p.entry = TestChannel(served_.path()).Serve(p.name, content, TestChannel::Variant::kOrvb, kBlock);
     p.entry.caminho = caminho;
-    p.entry.sha256 = Sha256OfFile(source, {}, nullptr);
-    p.entry.tamanho = content.size();
-    p.entry.bloco = kBlock;
-    p.entry.blocos = Sha256OfBlocks(source, kBlock, nullptr);
-    p.entry.bTamanho = orvb.size();
+    const std::string orvb = ReadTestFile(JoinRelative(served_.path(), p.name + ".orvb"));
+    std::string error;
     EXPECT_TRUE(ReadOrvbTable({reinterpret_cast<const std::uint8_t*>(orvb.data()), orvb.size()}, p.table, error));
-    p.uri = served_.Put(p.name + ".orvb", orvb);
+    p.uri = served_.UrlPath(p.name + ".orvb");
     return p;
   }
 
@@ -133,11 +118,17 @@ class BlockDelta : public ::testing::Test {
     return Sha256OfBlocks(installed, static_cast<std::uint32_t>(p.entry.bloco), nullptr);
   }
 
-  int Run(const Published& p, const std::filesystem::path& installed, const std::string& server_base) {
+  // `digests` stands in for the installed file's own block digests when given.
+  int Run(const Published& p, const std::filesystem::path& installed, const std::string& server_base,
+          const std::optional<std::string>& digests = std::nullopt) {
     error_ = "intocado";
     return BlockDeltaDownload(
-        p.entry, installed, Blocks(p, installed), Target(p), server_base + served_.UrlPath(""),
-        [this](std::uint64_t n) { progress_ += n; }, &cancel_, clock_, error_);
+        p.entry, installed, digests.value_or(Blocks(p, installed)), Target(p), server_base + served_.UrlPath(""),
+        [this](std::uint64_t n) {
+          progress_ += n;
+          if (cancel_on_progress_) cancel_ = 1;
+        },
+        &cancel_, clock_, error_);
   }
 
   void Arm(int requests, const std::string& directives, const Published& p) {
@@ -145,6 +136,17 @@ class BlockDelta : public ::testing::Test {
     ASSERT_EQ(FetchToMemory(fault_.base_url + "/arm/" + std::to_string(requests) + directives + p.uri, body, reason),
               200)
         << reason;
+  }
+
+  // A whole-length .orvb.part that must not be kept: the run fails with `error` and leaves neither
+  // work file, so the next run starts clean and succeeds.
+  void ExpectPartialThrownAway(const Published& p, const std::string& partial, const std::string& error) {
+    WriteTestFile(Beside(p, ".orvb.part"), partial);
+    EXPECT_EQ(Run(p, Nowhere(), nginx_.base_url), -1);
+    EXPECT_EQ(error_, error);
+    EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
+    EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
+    ASSERT_EQ(Run(p, Nowhere(), nginx_.base_url), 0) << error_;
   }
 
   // Serves `orvb` in place of the published .orvb.
@@ -164,6 +166,7 @@ class BlockDelta : public ::testing::Test {
   ServedFolder served_;
   FakeClock clock_;
   CancelFlag cancel_{0};
+  bool cancel_on_progress_ = false;
   std::uint64_t progress_ = 0;
   std::string error_;
 };
@@ -184,8 +187,8 @@ TEST_F(BlockDelta, AFileWhoseBlocksAllMovedIsRebuiltFromTheInstalledOne) {
   EXPECT_EQ(requests[0].range, "bytes=0-683");
   EXPECT_EQ(requests[0].body_bytes, 684u);  // the header and the table of 41 blocks, nothing else
   EXPECT_EQ(progress_, fresh.size()) << "only the final hash of the assembled file";
-  EXPECT_NE(LogText().find("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"),
-            std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(),
+              HasSubstr("por bloco dados\\movido.pak: 0 de 41 blocos baixados (0 bytes), o resto do instalado"));
 }
 
 // Four changed blocks, two of them adjacent, one the short last block: three ranges that carry
@@ -207,9 +210,8 @@ TEST_F(BlockDelta, OnlyTheChangedBlocksComeInOneRangePerRun) {
   const std::uint64_t stored = p.Stored({3, 20, 21, 40});
   EXPECT_EQ(BodyBytes(requests), 684 + stored);  // header and table of 41 blocks, then the ranges
   EXPECT_EQ(progress_, stored + fresh.size());   // the ranges (not the header), then the final hash
-  EXPECT_NE(LogText().find("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" + std::to_string(stored) +
-                           " bytes), o resto do instalado"),
-            std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("por bloco dados\\editado.pak: 4 de 41 blocos baixados (" +
+                                           std::to_string(stored) + " bytes), o resto do instalado"));
 }
 
 // 33 adjacent missing blocks: 32 in one request, the last one in a second.
@@ -253,7 +255,7 @@ TEST_F(BlockDelta, AtTheThresholdRangesAboveItTheWholeFileNeverPastItsSize) {
   Published p = Publish("limite.pak", fresh);
   for (const std::size_t k : {5u, 6u, 7u}) ASSERT_NE(p.table.blocks[k].stored_flag, 0u);
   const auto installed = Installed(p, old);
-  p.entry.bTamanho = 3 * kBlock * 5 / 3;
+  p.entry.bTamanho = 20480;  // the three raw blocks, 12288 bytes, are 0.6 of it
   ASSERT_EQ(Run(p, installed, nginx_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);
   p.entry.bTamanho -= 1;
@@ -279,8 +281,8 @@ TEST_F(BlockDelta, WithNothingInstalledTheWholeOrvbComesAndACutOneResumes) {
   ASSERT_EQ(Run(whole, Nowhere(), fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(whole)), Content(160, 0, 22));
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
-  const std::string log = LogText();
-  EXPECT_NE(log.find("por bloco inteiro/novo.pak: inteiro (160 de 160 blocos faltavam)"), std::string::npos) << log;
+  const std::string log = TakeLauncherLog();
+  EXPECT_THAT(log, HasSubstr("por bloco inteiro/novo.pak: inteiro (160 de 160 blocos faltavam)"));
   EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
   const std::size_t line = log.find("download inteiro/novo.pak falhou (conexao caiu (");
   ASSERT_NE(line, std::string::npos) << log;
@@ -313,12 +315,7 @@ TEST_F(BlockDelta, APartialOrvbLeftByAnEarlierRunIsContinued) {
 TEST_F(BlockDelta, AWholeLengthPartialThatIsNotTheOrvbIsThrownAway) {
   const Published whole = PublishWhole();
   const std::string orvb = ReadTestFile(served_.path() / "inteiro/novo.pak.orvb");
-  WriteTestFile(Beside(whole, ".orvb.part"), "X" + orvb.substr(1));
-  EXPECT_EQ(Run(whole, Nowhere(), nginx_.base_url), -1);
-  EXPECT_EQ(error_, "arquivo em blocos invalido");
-  EXPECT_FALSE(PathExists(Beside(whole, ".orvb.part")));
-  EXPECT_FALSE(PathExists(Beside(whole, ".bloco")));
-  ASSERT_EQ(Run(whole, Nowhere(), nginx_.base_url), 0) << error_;
+  ExpectPartialThrownAway(whole, "X" + orvb.substr(1), "arquivo em blocos invalido");
 }
 
 // A whole .orvb.part of the previous publication, exactly as long as the new .orvb: it decodes,
@@ -331,12 +328,7 @@ TEST_F(BlockDelta, AWholePartialOfThePreviousPublicationIsNotKept) {
   const std::string stale = ReadTestFile(served_.path() / (Publish("republicado.pak", before).name + ".orvb"));
   const Published republished = Publish("republicado.pak", after);
   ASSERT_EQ(stale.size(), republished.entry.bTamanho);
-  WriteTestFile(Beside(republished, ".orvb.part"), stale);
-  EXPECT_EQ(Run(republished, Nowhere(), nginx_.base_url), -1);
-  EXPECT_EQ(error_, "arquivo montado com hash errado");
-  EXPECT_FALSE(PathExists(Beside(republished, ".orvb.part")));
-  EXPECT_FALSE(PathExists(Beside(republished, ".bloco")));
-  ASSERT_EQ(Run(republished, Nowhere(), nginx_.base_url), 0) << error_;
+  ExpectPartialThrownAway(republished, stale, "arquivo montado com hash errado");
   EXPECT_EQ(ReadTestFile(Target(republished)), after);
 }
 
@@ -364,7 +356,7 @@ TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
   Arm(2, "/status/500", p_);
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
-  EXPECT_EQ(LogText().find("falhou"), std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), Not(HasSubstr("falhou")));
   EXPECT_EQ(FaultRequests(4), 4u);  // three for the header, one range
 }
 
@@ -383,7 +375,7 @@ TEST_F(BlockDeltaFailures, AShortRangeIsLoggedAndAskedAgain) {
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p_)), fresh_);
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
-  EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"), std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 1"));
   EXPECT_EQ(FaultRequests(3), 3u);
 }
 
@@ -393,7 +385,7 @@ TEST_F(BlockDeltaFailures, AShortRangeGivesUpAfterTheEighthAttempt) {
   EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intervalo incompleto");
   EXPECT_EQ(clock_.sleeps_ms, all_delays_);
-  EXPECT_NE(LogText().find("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"), std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"));
   EXPECT_EQ(FaultRequests(9), 9u);
 }
 
@@ -415,7 +407,7 @@ TEST_F(BlockDeltaFailures, AWrongAssembledFileIsDeletedAndItsDigestLogged) {
   EXPECT_EQ(error_, "arquivo montado com hash errado");
   EXPECT_FALSE(PathExists(Beside(p_, ".bloco")));
   EXPECT_FALSE(PathExists(Target(p_)));
-  EXPECT_NE(LogText().find("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"), std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("por bloco dados\\falhas.pak: hash errado (" + p_.entry.sha256 + ")"));
   EXPECT_EQ(FaultRequests(2), 2u);
 }
 
@@ -438,10 +430,8 @@ TEST_F(BlockDeltaFailures, CancelledBeforeTheCallAsksNothing) {
 
 // Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
 TEST_F(BlockDeltaFailures, CancelledWhileARangeArrivesKeepsThePartialBlockFile) {
-  EXPECT_EQ(BlockDeltaDownload(
-                p_.entry, installed_, Blocks(p_, installed_), Target(p_), fault_.base_url + served_.UrlPath(""),
-                [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
-            -1);
+  cancel_on_progress_ = true;
+  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "cancelado");
   EXPECT_TRUE(PathExists(Beside(p_, ".bloco")));
   EXPECT_EQ(FaultRequests(2), 2u);
@@ -449,10 +439,8 @@ TEST_F(BlockDeltaFailures, CancelledWhileARangeArrivesKeepsThePartialBlockFile) 
 
 // Cancelled during a whole-file download: the .orvb.part is kept for the next run.
 TEST_F(BlockDeltaFailures, CancelledDuringAWholeDownloadKeepsThePartialOrvb) {
-  EXPECT_EQ(BlockDeltaDownload(
-                p_.entry, Nowhere(), "", Target(p_), nginx_.base_url + served_.UrlPath(""),
-                [this](std::uint64_t) { cancel_ = 1; }, &cancel_, clock_, error_),
-            -1);
+  cancel_on_progress_ = true;
+  EXPECT_EQ(Run(p_, Nowhere(), nginx_.base_url, ""), -1);
   EXPECT_EQ(error_, "cancelado");
   EXPECT_GT(FileSizeOf(Beside(p_, ".orvb.part")), 0);
 }
@@ -512,19 +500,14 @@ TEST_F(BlockDelta, AHostileTableCostsNeitherMemoryNorAReadOutsideTheRange) {
 // would expand to many times the file; it is refused before ".bloco" is created.
 TEST_F(BlockDelta, AWholeOrvbThatDisagreesWithTheManifestWritesNothing) {
   const Published p = Publish("bomba.pak", Content(60, 0, 43));
-  const std::uint64_t size = p.entry.bTamanho;
-  const auto count = static_cast<std::uint32_t>((size - 28 - kBlock) / 16);
-  ASSERT_GT(static_cast<std::uint64_t>(count) * kBlock, 50 * p.entry.tamanho);
-  std::vector<OrvbEntry> entries(count, OrvbEntry{28 + 16ull * count, kBlock, 1});
-  std::string bomb = OrvbHead(kAlgorithmXpressHuff, kBlock, std::uint64_t{count} * kBlock, count, entries);
-  bomb.resize(size, 'z');
+  // 4000 entries name one raw block, stored right after the table (at 64028): 16384000 bytes.
+  const std::vector<OrvbEntry> entries(4000, OrvbEntry{64028, kBlock, 1});
+  std::string bomb = OrvbHead(kAlgorithmXpressHuff, kBlock, 16384000, 4000, entries);
+  ASSERT_GT(16384000u, 50 * p.entry.tamanho);
+  ASSERT_LE(bomb.size() + kBlock, p.entry.bTamanho);
+  bomb.resize(p.entry.bTamanho, 'z');
   // Exactly as long as the published .orvb: taken as a finished download (the server answers 416).
-  WriteTestFile(Beside(p, ".orvb.part"), bomb);
-  EXPECT_EQ(Run(p, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), -1);
-  EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
-  EXPECT_FALSE(PathExists(Beside(p, ".bloco")));
-  EXPECT_FALSE(PathExists(Beside(p, ".orvb.part")));
-  ASSERT_EQ(Run(p, folders_.root() / "jogo/nao-existe.pak", nginx_.base_url), 0) << error_;
+  ExpectPartialThrownAway(p, bomb, "tabela em blocos nao bate com o manifesto");
   EXPECT_EQ(ReadTestFile(Target(p)), Content(60, 0, 43));
 }
 
@@ -538,21 +521,15 @@ TEST_F(BlockDelta, UsesTheDigestsVerificationMadeAndStillChecksWhatItCopies) {
   const auto installed = Installed(p, old);
 
   // No digests handed over: nothing is reused although the file is there; every block comes.
-  error_.clear();
-  ASSERT_EQ(BlockDeltaDownload(p.entry, installed, "", Target(p), nginx_.base_url + served_.UrlPath(""), {}, &cancel_,
-                               clock_, error_),
-            0)
-      << error_;
+  ASSERT_EQ(Run(p, installed, nginx_.base_url, ""), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-  EXPECT_NE(LogText().find("digestos.pak: inteiro (12 de 12 blocos faltavam)"), std::string::npos);
+  EXPECT_THAT(TakeLauncherLog(), HasSubstr("digestos.pak: inteiro (12 de 12 blocos faltavam)"));
 
   // Digests that say installed block 0 holds new block 4: it is read, found different, and the call
   // stops rather than download it.
   std::string lying = Blocks(p, installed);
   lying.replace(0, 32, p.entry.blocos.substr(4 * 32, 32));
-  EXPECT_EQ(BlockDeltaDownload(p.entry, installed, lying, Target(p), nginx_.base_url + served_.UrlPath(""), {},
-                               &cancel_, clock_, error_),
-            -1);
+  EXPECT_EQ(Run(p, installed, nginx_.base_url, lying), -1);
   EXPECT_EQ(error_, "nao reaproveitou o bloco 4 do arquivo instalado");
 }
 

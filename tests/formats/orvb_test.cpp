@@ -3,16 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <optional>
 #include <string>
 #include <vector>
 
 #include "file_builders.h"
 #include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
-#include "formats/orvz.h"
-#include "formats/pack_writer.h"
-#include "support/temp_dir.h"
+#include "packed_file_fixture.h"
 #include "test_data.h"
 
 namespace orv {
@@ -43,16 +40,15 @@ TEST(OrvbTable, HeaderRules) {
   EXPECT_EQ(TableError(OrvbHead(4, 4, 10, 4, three)), "cabecalho em blocos invalido");
   EXPECT_EQ(TableError(OrvbHead(4, 4, 0, 0, {})), "");
   EXPECT_EQ(TableError(OrvbHead(4, 4, 0, 1, {{28, 1, 1}})), "cabecalho em blocos invalido");
-  // The table must be all there; anything after it is ignored.
-  EXPECT_EQ(TableError(OrvbHead(4, 4, 10, 3, three).substr(0, 28 + 47)), "tabela em blocos truncada");
+  // The table (76 bytes here) must be all there; anything after it is ignored.
+  EXPECT_EQ(TableError(OrvbHead(4, 4, 10, 3, three).substr(0, 75)), "tabela em blocos truncada");
   EXPECT_EQ(TableError(OrvbHead(4, 4, 10, 3, three) + "mais dados"), "");
 }
 
 TEST(OrvbTable, EntryRules) {
-  // Block size 4: stored lengths 1 to 4 + 2 + 65536.
-  const std::uint32_t limit = 4 + 2 + 65536;
-  EXPECT_EQ(TableError(OrvbHead(4, 4, 8, 2, {{0, limit, 0}, {0, 1, 0}})), "");
-  EXPECT_EQ(TableError(OrvbHead(4, 4, 8, 2, {{0, limit + 1, 0}, {0, 1, 0}})), "tabela em blocos invalida");
+  // Block size 4: stored lengths 1 to 65542 (4 + 2 + 65536).
+  EXPECT_EQ(TableError(OrvbHead(4, 4, 8, 2, {{0, 65542, 0}, {0, 1, 0}})), "");
+  EXPECT_EQ(TableError(OrvbHead(4, 4, 8, 2, {{0, 65543, 0}, {0, 1, 0}})), "tabela em blocos invalida");
   EXPECT_EQ(TableError(OrvbHead(4, 4, 8, 2, {{0, 4, 0}, {0, 0, 0}})), "tabela em blocos invalida");
 
   // Offsets, flags and the algorithm are taken as they are.
@@ -103,21 +99,7 @@ TEST(OrvbBlock, StoredAndCompressedBlocks) {
   EXPECT_TRUE(DecodeOrvbBlock(table, 1, Bytes("efgh"), out, error)) << "stored blocks need no decoder";
 }
 
-class OrvbFileTest : public testing::Test {
- protected:
-  std::string Decode(const std::string& bytes, const CancelFlag* cancel = nullptr,
-                     std::optional<std::uint64_t> expected = std::nullopt) {
-    WriteTestFile(source_, bytes);
-    std::string error;
-    if (DecompressOrvbFile(source_, target_, expected, cancel, error)) return "";
-    EXPECT_FALSE(error.empty());
-    return error;
-  }
-
-  TempDir dir_;
-  std::filesystem::path source_ = dir_ / "jogo.pak.orvb";
-  std::filesystem::path target_ = dir_ / "jogo.pak";
-};
+class OrvbFileTest : public PackedFileTest<DecompressOrvbFile, WriteOrvbFile> {};
 
 TEST_F(OrvbFileTest, PublishedFilesRoundTrip) {
   struct Case {
@@ -134,21 +116,15 @@ TEST_F(OrvbFileTest, PublishedFilesRoundTrip) {
                                    {kAlgorithmMszip, 4096, {}}};
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.algorithm << "/" << c.block << "/" << c.data.size());
-    const auto raw = dir_ / "origem.bin";
-    WriteTestFile(raw, std::string(c.data.begin(), c.data.end()));
-    std::string error;
-    ASSERT_TRUE(WriteOrvbFile(raw, source_, PackParameters{c.algorithm, c.block, 6}, nullptr, error)) << error;
-    ASSERT_TRUE(DecompressOrvbFile(source_, target_, std::nullopt, nullptr, error)) << error;
+    ASSERT_EQ(Pack(std::string(c.data.begin(), c.data.end()), {c.algorithm, c.block, 6}), "");
+    ASSERT_EQ(DecodeFile(source_, target_), "");
     EXPECT_EQ(ReadTestFile(target_), std::string(c.data.begin(), c.data.end()));
   }
   // Random blocks do not shrink: they are stored raw, the text blocks compressed.
+  ASSERT_EQ(Pack(std::string(mixed.begin(), mixed.end()), {kAlgorithmXpressHuff, 65536, 6}), "");
   OrvbTable table;
   std::string error;
-  const auto raw = dir_ / "origem.bin";
-  WriteTestFile(raw, std::string(mixed.begin(), mixed.end()));
-  ASSERT_TRUE(WriteOrvbFile(raw, source_, PackParameters{kAlgorithmXpressHuff, 65536, 6}, nullptr, error));
-  const std::string file = ReadTestFile(source_);
-  ASSERT_TRUE(ReadOrvbTable(Bytes(file), table, error));
+  ASSERT_TRUE(ReadOrvbTable(Bytes(ReadTestFile(source_)), table, error));
   EXPECT_NE(table.blocks.front().stored_flag, 0u);
   EXPECT_EQ(table.blocks.front().stored_length, 65536u);
   EXPECT_EQ(table.blocks.back().stored_flag, 0u);
@@ -176,10 +152,9 @@ TEST_F(OrvbFileTest, BlocksAreReadByOffset) {
   EXPECT_EQ(Decode(file), "");
   EXPECT_EQ(ReadTestFile(target_), "abcdWXYZWX");
   // An offset beyond the end of the file.
-  std::string beyond = OrvbHead(kAlgorithmXpressHuff, 4, 4, 1, {{1000, 4, 1}});
-  EXPECT_EQ(Decode(beyond + "abcd"), "arquivo em blocos truncado");
-  // Stored bytes cut short by the end of the file.
-  EXPECT_EQ(Decode(OrvbFile(kAlgorithmXpressHuff, 4, 8, {"abcd", "efgh"}, {1, 1}).substr(0, 28 + 32 + 6)),
+  EXPECT_EQ(Decode(OrvbHead(kAlgorithmXpressHuff, 4, 4, 1, {{1000, 4, 1}}) + "abcd"), "arquivo em blocos truncado");
+  // Stored bytes cut short by the end of the file (the whole file is 68 bytes).
+  EXPECT_EQ(Decode(OrvbFile(kAlgorithmXpressHuff, 4, 8, {"abcd", "efgh"}, {1, 1}).substr(0, 66)),
             "arquivo em blocos truncado");
 }
 
@@ -187,30 +162,27 @@ TEST_F(OrvbFileTest, BlocksAreReadByOffset) {
 // Against the size the manifest gives, a header that claims more (or less) is refused before the
 // target exists.
 TEST_F(OrvbFileTest, AHeaderThatDisagreesWithTheExpectedSizeWritesNothing) {
-  constexpr std::uint32_t kCount = 4000;
-  const std::vector<OrvbEntry> entries(kCount, OrvbEntry{28 + 16ull * kCount, 4096, 1});
-  const std::string bomb =
-      OrvbHead(kAlgorithmXpressHuff, 4096, 4096ull * kCount, kCount, entries) + std::string(4096, 'b');
+  // 4000 entries of 4096 bytes claim 16384000; the one stored block lies after the table, at 64028.
+  const std::vector<OrvbEntry> entries(4000, OrvbEntry{64028, 4096, 1});
+  const std::string bomb = OrvbHead(kAlgorithmXpressHuff, 4096, 16384000, 4000, entries) + std::string(4096, 'b');
   EXPECT_EQ(Decode(bomb, nullptr, 8192), "tabela em blocos nao bate com o manifesto");
   EXPECT_FALSE(std::filesystem::exists(target_));
-  EXPECT_EQ(Decode(bomb, nullptr, 4096ull * kCount + 1), "tabela em blocos nao bate com o manifesto");
+  EXPECT_EQ(Decode(bomb, nullptr, 16384001), "tabela em blocos nao bate com o manifesto");
   EXPECT_FALSE(std::filesystem::exists(target_));
-  EXPECT_EQ(Decode(bomb, nullptr, 4096ull * kCount), "");
-  EXPECT_EQ(std::filesystem::file_size(target_), 4096ull * kCount);
+  EXPECT_EQ(Decode(bomb, nullptr, 16384000), "");
+  EXPECT_EQ(std::filesystem::file_size(target_), 16384000u);
 
-  // A stored length the file cannot hold is a truncated file, whatever the block size allows.
-  const std::string claim = OrvbHead(kAlgorithmXpressHuff, kOrvbMaxBlockSize, kOrvbMaxBlockSize, 1,
-                                     {{44, static_cast<std::uint32_t>(MaxPackedLength(kOrvbMaxBlockSize)), 0}});
-  EXPECT_EQ(Decode(claim + "abcd", nullptr, kOrvbMaxBlockSize), "arquivo em blocos truncado");
+  // A stored length the file cannot hold is a truncated file, whatever the block size allows
+  // (402718720 is the most a block of 0x10000000 may declare).
+  const std::string claim = OrvbHead(kAlgorithmXpressHuff, 0x10000000, 0x10000000, 1, {{44, 402718720, 0}});
+  EXPECT_EQ(Decode(claim + "abcd", nullptr, 0x10000000), "arquivo em blocos truncado");
 }
 
 TEST_F(OrvbFileTest, FileLevelChecks) {
-  std::string error;
-  EXPECT_FALSE(DecompressOrvbFile(dir_ / "nao-existe.orvb", target_, std::nullopt, nullptr, error));
-  EXPECT_EQ(error, "nao abriu o arquivo em blocos");
+  EXPECT_EQ(DecodeFile(dir_ / "nao-existe.orvb", target_), "nao abriu o arquivo em blocos");
   const std::string good = OrvbFile(kAlgorithmXpressHuff, 4, 8, {"abcd", "efgh"}, {1, 1});
   EXPECT_EQ(Decode(good.substr(0, 27)), "arquivo em blocos truncado");
-  EXPECT_EQ(Decode(good.substr(0, 28 + 31)), "tabela em blocos truncada");
+  EXPECT_EQ(Decode(good.substr(0, 59)), "tabela em blocos truncada");  // the table ends at 60
   // A count of four billion in a small file: the table read fails on the data, not on memory.
   EXPECT_EQ(Decode(OrvbHead(kAlgorithmXpressHuff, 1, 0xFFFFFFFFull, 0xFFFFFFFFu, {{0, 1, 1}})),
             "tabela em blocos truncada");
@@ -224,14 +196,12 @@ TEST_F(OrvbFileTest, FileLevelChecks) {
   EXPECT_FALSE(std::filesystem::exists(target_)) << "no target before the table passed";
 
   WriteTestFile(source_, good);
-  EXPECT_FALSE(DecompressOrvbFile(source_, dir_ / "sem-pasta" / "x", std::nullopt, nullptr, error));
-  EXPECT_EQ(error, "nao criou o arquivo de saida");
+  EXPECT_EQ(DecodeFile(source_, dir_ / "sem-pasta" / "x"), "nao criou o arquivo de saida");
 }
 
 TEST_F(OrvbFileTest, CancelAndBlockErrorsStopTheDecode) {
-  const std::string file = OrvbFile(kAlgorithmXpressHuff, 4, 10, {"abcd", "efgh", "ij"}, {1, 1, 1});
   CancelFlag cancel{1};
-  EXPECT_EQ(Decode(file, &cancel), "cancelado");
+  EXPECT_EQ(Decode(OrvbFile(kAlgorithmXpressHuff, 4, 10, {"abcd", "efgh", "ij"}, {1, 1, 1}), &cancel), "cancelado");
   EXPECT_EQ(ReadTestFile(target_), "");
   EXPECT_EQ(Decode(OrvbFile(kAlgorithmXpressHuff, 4, 10, {"abcd", "efgh", "ijkl"}, {1, 1, 1})),
             "bloco cru com tamanho errado");
@@ -244,9 +214,7 @@ TEST_F(OrvbFileTest, CancelAndBlockErrorsStopTheDecode) {
 TEST_F(OrvbFileTest, FailedWritesAreReported) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs /dev/full";
   WriteTestFile(source_, OrvbFile(kAlgorithmXpressHuff, 4, 4, {"abcd"}, {1}));
-  std::string error;
-  EXPECT_FALSE(DecompressOrvbFile(source_, "/dev/full", std::nullopt, nullptr, error));
-  EXPECT_EQ(error, "falha ao gravar (disco cheio?)");
+  EXPECT_EQ(DecodeFile(source_, "/dev/full"), "falha ao gravar (disco cheio?)");
 }
 
 }  // namespace

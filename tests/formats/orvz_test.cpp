@@ -2,40 +2,24 @@
 // in the order the reader meets them.
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <filesystem>
-#include <optional>
 #include <string>
 
 #include "file_builders.h"
 #include "formats/codec/compression_algorithm.h"
 #include "formats/orvz.h"
-#include "formats/pack_writer.h"
-#include "support/temp_dir.h"
+#include "packed_file_fixture.h"
 #include "test_data.h"
 
 namespace orv {
 
 namespace {
 
-class OrvzTest : public testing::Test {
- protected:
-  // Writes `bytes` as the source and decodes it; returns the error ("" on success).
-  std::string Decode(const std::string& bytes, const CancelFlag* cancel = nullptr,
-                     std::optional<std::uint64_t> expected = std::nullopt) {
-    WriteTestFile(source_, bytes);
-    std::string error;
-    if (DecompressOrvzFile(source_, target_, expected, cancel, error)) return "";
-    EXPECT_FALSE(error.empty());
-    return error;
-  }
-
-  TempDir dir_;
-  std::filesystem::path source_ = dir_ / "jogo.pak.orvz";
-  std::filesystem::path target_ = dir_ / "jogo.pak";
-};
+class OrvzTest : public PackedFileTest<DecompressOrvzFile, WriteOrvzFile> {};
 
 std::string AsString(const std::vector<std::uint8_t>& v) { return std::string(v.begin(), v.end()); }
+
+std::string Chunk(const std::string& raw) { return OrvzChunk(Container(kAlgorithmXpressHuff, raw)); }
 
 TEST_F(OrvzTest, PublishedFilesRoundTrip) {
   struct Case {
@@ -52,11 +36,8 @@ TEST_F(OrvzTest, PublishedFilesRoundTrip) {
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(testing::Message() << c.algorithm << "/" << c.chunk << "/" << c.data.size());
-    const auto raw = dir_ / "origem.bin";
-    WriteTestFile(raw, c.data);
-    std::string error;
-    ASSERT_TRUE(WriteOrvzFile(raw, source_, PackParameters{c.algorithm, c.chunk, 6}, nullptr, error)) << error;
-    ASSERT_TRUE(DecompressOrvzFile(source_, target_, std::nullopt, nullptr, error)) << error;
+    ASSERT_EQ(Pack(c.data, {c.algorithm, c.chunk, 6}), "");
+    ASSERT_EQ(DecodeFile(source_, target_), "");
     EXPECT_EQ(ReadTestFile(target_), c.data);
   }
 }
@@ -68,10 +49,7 @@ TEST_F(OrvzTest, EmptyFileNeedsNoChunks) {
 }
 
 TEST_F(OrvzTest, HeaderChecks) {
-  std::string error;
-  EXPECT_FALSE(DecompressOrvzFile(dir_ / "nao-existe.orvz", target_, std::nullopt, nullptr, error));
-  EXPECT_EQ(error, "nao abriu o arquivo comprimido");
-
+  EXPECT_EQ(DecodeFile(dir_ / "nao-existe.orvz", target_), "nao abriu o arquivo comprimido");
   const std::string good = OrvzHeader(kAlgorithmXpressHuff, 16, 0);
   for (std::size_t cut : {0, 3, 4, 11, 12, 16, 23}) {
     EXPECT_EQ(Decode(good.substr(0, cut)), "arquivo comprimido invalido") << cut;
@@ -81,10 +59,8 @@ TEST_F(OrvzTest, HeaderChecks) {
   EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 0, 0)), "arquivo comprimido invalido");
   EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 0x10000001, 0)), "arquivo comprimido invalido");
   // The largest chunk size is fine (the output buffer is never bigger than the file).
-  const std::string ten = "0123456789";
-  EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 0x10000000, 10) + OrvzChunk(Container(kAlgorithmXpressHuff, ten))),
-            "");
-  EXPECT_EQ(ReadTestFile(target_), ten);
+  EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 0x10000000, 10) + Chunk("0123456789")), "");
+  EXPECT_EQ(ReadTestFile(target_), "0123456789");
 }
 
 // The algorithm is judged by the decompressor, after the header passed and before the target exists.
@@ -97,14 +73,11 @@ TEST_F(OrvzTest, UnknownAlgorithmIsRefusedAfterTheHeaderChecks) {
 
 TEST_F(OrvzTest, TargetThatCannotBeCreated) {
   WriteTestFile(source_, OrvzHeader(kAlgorithmXpressHuff, 16, 0));
-  std::string error;
-  EXPECT_FALSE(DecompressOrvzFile(source_, dir_ / "sem-pasta" / "x.bin", std::nullopt, nullptr, error));
-  EXPECT_EQ(error, "nao criou o arquivo de saida");
+  EXPECT_EQ(DecodeFile(source_, dir_ / "sem-pasta" / "x.bin"), "nao criou o arquivo de saida");
 }
 
 TEST_F(OrvzTest, CancelIsSeenBeforeEachChunk) {
-  const std::string file = OrvzHeader(kAlgorithmXpressHuff, 4, 8) + OrvzChunk(Container(kAlgorithmXpressHuff, "abcd")) +
-                           OrvzChunk(Container(kAlgorithmXpressHuff, "efgh"));
+  const std::string file = OrvzHeader(kAlgorithmXpressHuff, 4, 8) + Chunk("abcd") + Chunk("efgh");
   CancelFlag cancel{1};
   EXPECT_EQ(Decode(file, &cancel), "cancelado");
   EXPECT_EQ(ReadTestFile(target_), "");
@@ -114,11 +87,10 @@ TEST_F(OrvzTest, CancelIsSeenBeforeEachChunk) {
 }
 
 TEST_F(OrvzTest, ChunkLengthLimits) {
-  // Chunk size 16: the limit is 16 + 8 + 65536. Bytes after a container are not the decoder's
-  // concern, so a padded container of exactly the limit decodes.
-  const std::uint32_t limit = 16 + 8 + 65536;
+  // Chunk size 16: the limit is 65560 (16 + 8 + 65536). Bytes after a container are not the
+  // decoder's concern, so a padded container of exactly the limit decodes.
   std::string packed = Container(kAlgorithmXpressHuff, "sixteen bytes!!!");
-  packed.resize(limit, '\0');
+  packed.resize(65560, '\0');
   EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 16, 16) + OrvzChunk(packed)), "");
   EXPECT_EQ(ReadTestFile(target_), "sixteen bytes!!!");
   packed.push_back('\0');
@@ -127,14 +99,13 @@ TEST_F(OrvzTest, ChunkLengthLimits) {
 }
 
 TEST_F(OrvzTest, TruncatedFiles) {
-  const std::string first = OrvzChunk(Container(kAlgorithmXpressHuff, "abcd"));
-  const std::string second = OrvzChunk(Container(kAlgorithmXpressHuff, "efgh"));
-  const std::string whole = OrvzHeader(kAlgorithmXpressHuff, 4, 8) + first + second;
+  const std::string head_and_first = OrvzHeader(kAlgorithmXpressHuff, 4, 8) + Chunk("abcd");
+  const std::string whole = head_and_first + Chunk("efgh");
   // Cut inside the second chunk's data, right after the first chunk, inside a length.
   EXPECT_EQ(Decode(whole.substr(0, whole.size() - 1)), "arquivo comprimido truncado");
-  EXPECT_EQ(Decode(whole.substr(0, 24 + first.size() + 5)), "arquivo comprimido truncado");
-  EXPECT_EQ(Decode(whole.substr(0, 24 + first.size())), "bloco invalido");
-  EXPECT_EQ(Decode(whole.substr(0, 24 + first.size() + 2)), "bloco invalido");
+  EXPECT_EQ(Decode(whole.substr(0, head_and_first.size() + 5)), "arquivo comprimido truncado");
+  EXPECT_EQ(Decode(head_and_first), "bloco invalido");
+  EXPECT_EQ(Decode(whole.substr(0, head_and_first.size() + 2)), "bloco invalido");
   EXPECT_EQ(ReadTestFile(target_), "abcd") << "the decoded part stays for the caller";
   // Bytes after the last chunk are ignored.
   EXPECT_EQ(Decode(whole + "lixo no fim"), "");
@@ -143,12 +114,12 @@ TEST_F(OrvzTest, TruncatedFiles) {
 TEST_F(OrvzTest, ChunksThatDecodeWrongAreCorrupt) {
   // Raw size 10, chunk size 4: the last chunk must give 2 bytes, not a full chunk.
   const std::string head = OrvzHeader(kAlgorithmXpressHuff, 4, 10);
-  const std::string c4 = OrvzChunk(Container(kAlgorithmXpressHuff, "abcd"));
-  EXPECT_EQ(Decode(head + c4 + c4 + OrvzChunk(Container(kAlgorithmXpressHuff, "ij"))), "");
+  const std::string c4 = Chunk("abcd");
+  EXPECT_EQ(Decode(head + c4 + c4 + Chunk("ij")), "");
   EXPECT_EQ(ReadTestFile(target_), "abcdabcdij");
   EXPECT_EQ(Decode(head + c4 + c4 + c4), "bloco corrompido");
   // A short chunk in the middle, a container of another algorithm, damaged bytes.
-  EXPECT_EQ(Decode(head + OrvzChunk(Container(kAlgorithmXpressHuff, "abc")) + c4 + c4), "bloco corrompido");
+  EXPECT_EQ(Decode(head + Chunk("abc") + c4 + c4), "bloco corrompido");
   EXPECT_EQ(Decode(head + OrvzChunk(Container(kAlgorithmMszip, "abcd")) + c4 + c4), "bloco corrompido");
   std::string damaged = Container(kAlgorithmXpressHuff, std::string(4000, 'x'));
   damaged[30] ^= 0x40;
@@ -160,36 +131,34 @@ TEST_F(OrvzTest, ChunksThatDecodeWrongAreCorrupt) {
 // writes until the file runs out.
 TEST_F(OrvzTest, AHeaderThatDisagreesWithTheExpectedSizeWritesNothing) {
   const std::string zeros(65536, '\0');
+  const std::string chunk = Chunk(zeros);
   std::string bomb = OrvzHeader(kAlgorithmXpressHuff, 65536, 1ull << 40);
-  for (int i = 0; i < 200; ++i) bomb += OrvzChunk(Container(kAlgorithmXpressHuff, zeros));
+  for (int i = 0; i < 200; ++i) bomb += chunk;
   ASSERT_LT(bomb.size(), 200u * 1024);
-  EXPECT_EQ(Decode(bomb, nullptr, 3 * 65536), "arquivo comprimido invalido");
+  EXPECT_EQ(Decode(bomb, nullptr, 196608), "arquivo comprimido invalido");
   EXPECT_FALSE(std::filesystem::exists(target_));
   EXPECT_EQ(Decode(bomb, nullptr, std::nullopt), "bloco invalido");
-  EXPECT_EQ(std::filesystem::file_size(target_), 200u * 65536);
+  EXPECT_EQ(std::filesystem::file_size(target_), 13107200u);  // the 200 chunks
   std::filesystem::remove(target_);
 
   // A header claiming less than expected is refused too; the right size decodes.
-  const std::string chunk = OrvzChunk(Container(kAlgorithmXpressHuff, zeros));
-  const std::string three = OrvzHeader(kAlgorithmXpressHuff, 65536, 3 * 65536) + chunk + chunk + chunk;
-  EXPECT_EQ(Decode(three, nullptr, 3 * 65536 + 1), "arquivo comprimido invalido");
+  const std::string three = OrvzHeader(kAlgorithmXpressHuff, 65536, 196608) + chunk + chunk + chunk;
+  EXPECT_EQ(Decode(three, nullptr, 196609), "arquivo comprimido invalido");
   EXPECT_FALSE(std::filesystem::exists(target_));
-  EXPECT_EQ(Decode(three, nullptr, 3 * 65536), "");
+  EXPECT_EQ(Decode(three, nullptr, 196608), "");
   EXPECT_TRUE(ReadTestFile(target_) == zeros + zeros + zeros);
   EXPECT_EQ(Decode(OrvzHeader(kAlgorithmXpressHuff, 65536, 0), nullptr, 0), "");
 
   // A chunk length the file cannot hold is a truncated file, whatever the header allows.
-  std::string claim = OrvzHeader(kAlgorithmXpressHuff, kOrvzMaxChunkSize, kOrvzMaxChunkSize);
+  std::string claim = OrvzHeader(kAlgorithmXpressHuff, 0x10000000, 0x10000000);
   PutLe32(claim, 300000000);
-  EXPECT_EQ(Decode(claim + zeros, nullptr, kOrvzMaxChunkSize), "arquivo comprimido truncado");
+  EXPECT_EQ(Decode(claim + zeros, nullptr, 0x10000000), "arquivo comprimido truncado");
 }
 
 TEST_F(OrvzTest, FailedWritesAreReported) {
   if (!std::filesystem::exists("/dev/full")) GTEST_SKIP() << "needs /dev/full";
-  WriteTestFile(source_, OrvzHeader(kAlgorithmXpressHuff, 4, 4) + OrvzChunk(Container(kAlgorithmXpressHuff, "abcd")));
-  std::string error;
-  EXPECT_FALSE(DecompressOrvzFile(source_, "/dev/full", std::nullopt, nullptr, error));
-  EXPECT_EQ(error, "falha ao gravar (disco cheio?)");
+  WriteTestFile(source_, OrvzHeader(kAlgorithmXpressHuff, 4, 4) + Chunk("abcd"));
+  EXPECT_EQ(DecodeFile(source_, "/dev/full"), "falha ao gravar (disco cheio?)");
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The publisher end to end, in process: a small build folder published with the command line the
 // release scripts use, its manifest read back by the launcher's own reader and checked against the
-// build, the channel served by nginx and verified by the update run, a republication, and the support
+// build, the channel served by nginx and verified by the update run; a republication; the support
 // commands. Runs natively and under Wine.
 #include <gtest/gtest.h>
 
@@ -51,6 +51,14 @@ const std::vector<std::pair<std::string, std::string>>& BuildFiles() {
   return files;
 }
 
+ManifestEntry EntryOf(const Manifest& manifest, const std::string& caminho) {
+  for (const ManifestEntry& e : manifest.arquivos) {
+    if (e.caminho == caminho) return e;
+  }
+  ADD_FAILURE() << "no entry " << caminho;
+  return ManifestEntry{};
+}
+
 class Orvpack : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -69,6 +77,17 @@ class Orvpack : public ::testing::Test {
     return manifest;
   }
   [[nodiscard]] std::string ManifestUrl() const { return nginx_.base_url + served_.UrlPath("canal/manifest.json"); }
+  // What the release scripts pass: 64 KiB blocks for files of 200000 bytes and more.
+  [[nodiscard]] PublishOptions Options(const std::string& versao) const {
+    PublishOptions options;
+    options.build = build_;
+    options.channel = channel_;
+    options.versao = versao;
+    options.servidor = "42";
+    options.block_size = 65536;
+    options.block_min = 200000;
+    return options;
+  }
 
   const TestServer nginx_ = NginxServer();
   ScopedFolders folders_;
@@ -78,7 +97,7 @@ class Orvpack : public ::testing::Test {
   std::string error_;
 };
 
-TEST_F(Orvpack, PublishesAChannelTheLauncherAcceptsAndReusesWhatDidNotChange) {
+TEST_F(Orvpack, PublishesAChannelTheLauncherAccepts) {
   ASSERT_EQ(Main({"publicar", PathToUtf8(build_), PathToUtf8(channel_), "--versao", "1.0.7", "--servidor", "42",
                   "--bloco", "65536", "--bloco-minimo", "200000"}),
             0);
@@ -102,18 +121,11 @@ TEST_F(Orvpack, PublishesAChannelTheLauncherAcceptsAndReusesWhatDidNotChange) {
       EXPECT_EQ(static_cast<std::int64_t>(e.bTamanho), FileSizeOf(Out(e.caminho + ".orvb")));
     }
   }
-  const auto entry = [&](const std::string& caminho) {
-    for (const ManifestEntry& e : manifest.arquivos) {
-      if (e.caminho == caminho) return e;
-    }
-    ADD_FAILURE() << "no entry " << caminho;
-    return ManifestEntry{};
-  };
-  EXPECT_EQ(entry("mapas/região/mundo.pak").bloco, 65536u);
-  EXPECT_EQ(entry("mapas/região/mundo.pak").zTamanho, 0u);
-  EXPECT_GT(entry("leia-me.txt").zTamanho, 0u);
-  EXPECT_EQ(entry("bin/motor.dll").zTamanho, 0u);  // would not save 10 %
-  EXPECT_FALSE(entry("leia-me.txt").HasBlockVariant());
+  EXPECT_EQ(EntryOf(manifest, "mapas/região/mundo.pak").bloco, 65536u);
+  EXPECT_EQ(EntryOf(manifest, "mapas/região/mundo.pak").zTamanho, 0u);
+  EXPECT_GT(EntryOf(manifest, "leia-me.txt").zTamanho, 0u);
+  EXPECT_EQ(EntryOf(manifest, "bin/motor.dll").zTamanho, 0u);  // would not save 10 %
+  EXPECT_FALSE(EntryOf(manifest, "leia-me.txt").HasBlockVariant());
 
   // Both packed forms unpack to the original bytes.
   const auto& out = folders_.root().path();
@@ -134,20 +146,17 @@ TEST_F(Orvpack, PublishesAChannelTheLauncherAcceptsAndReusesWhatDidNotChange) {
   ASSERT_FALSE(statuses.empty());
   EXPECT_EQ(statuses.back().phase, RunPhase::kReady);
   EXPECT_EQ(statuses.back().texto, "Jogo atualizado.");
+}
 
-  // One file changed: the others keep their outputs, untouched on disk.
+// One file changed: the others keep their outputs, untouched on disk.
+TEST_F(Orvpack, RepublishingReusesWhatDidNotChange) {
+  PublishSummary before, summary;
+  ASSERT_TRUE(PublishChannel(Options("1.0.7"), {}, nullptr, before, error_)) << error_;
+  const Manifest first = ReadManifest();
   const std::uint64_t orvb_time = FileWriteTime(Out("mapas/região/mundo.pak.orvb"));
   const std::uint64_t dll_time = FileWriteTime(Out("bin/motor.dll"));
   WriteTestFile(build_ / "leia-me.txt", Text(900));
-  PublishOptions options;
-  options.build = build_;
-  options.channel = channel_;
-  options.versao = "1.0.8";
-  options.servidor = "42";
-  options.block_size = 65536;
-  options.block_min = 200000;
-  PublishSummary summary;
-  ASSERT_TRUE(PublishChannel(options, {}, nullptr, summary, error_)) << error_;
+  ASSERT_TRUE(PublishChannel(Options("1.0.8"), {}, nullptr, summary, error_)) << error_;
   EXPECT_EQ(summary.files, BuildFiles().size());
   EXPECT_EQ(summary.reused, BuildFiles().size() - 1);
   EXPECT_EQ(summary.blocked, 1u);
@@ -160,24 +169,19 @@ TEST_F(Orvpack, PublishesAChannelTheLauncherAcceptsAndReusesWhatDidNotChange) {
       EXPECT_EQ(e.sha256, Sha256OfFile(build_ / "leia-me.txt", {}, nullptr));
       EXPECT_EQ(static_cast<std::int64_t>(e.zTamanho), FileSizeOf(Out("leia-me.txt.orvz")));
     } else if (e.caminho == "mapas/região/mundo.pak") {
-      EXPECT_EQ(e.blocos, entry(e.caminho).blocos);
-      EXPECT_EQ(e.bTamanho, entry(e.caminho).bTamanho);
+      EXPECT_EQ(e.blocos, EntryOf(first, e.caminho).blocos);
+      EXPECT_EQ(e.bTamanho, EntryOf(first, e.caminho).bTamanho);
     }
   }
-  ASSERT_EQ(Main({"desempacotar", PathToUtf8(Out("leia-me.txt.orvz")), PathToUtf8(out / "c.txt")}), 0);
-  EXPECT_EQ(ReadTestFile(out / "c.txt"), Text(900));
+  const auto unpacked = folders_.root() / "c.txt";
+  ASSERT_EQ(Main({"desempacotar", PathToUtf8(Out("leia-me.txt.orvz")), PathToUtf8(unpacked)}), 0);
+  EXPECT_EQ(ReadTestFile(unpacked), Text(900));
 }
 
-TEST_F(Orvpack, BadInputSaysWhyAndLeavesNothingHalfWritten) {
-  const auto out = folders_.root() / "saida.bin";
-  const auto broken = folders_.root() / "quebrado";
+// A missing version, a channel inside the build, a build that is not there, bad options: no manifest.
+TEST_F(Orvpack, BadPublishInputSaysWhyAndWritesNoManifest) {
   PublishSummary summary;
-  PublishOptions options;
-  options.build = build_;
-  options.channel = channel_;
-  options.servidor = "1";
-
-  // Publishing: a missing version, a channel inside the build, a build that is not there.
+  PublishOptions options = Options("");
   EXPECT_FALSE(PublishChannel(options, {}, nullptr, summary, error_));
   EXPECT_EQ(error_, "--versao e --servidor sao obrigatorios");
   options.versao = "1";
@@ -195,8 +199,12 @@ TEST_F(Orvpack, BadInputSaysWhyAndLeavesNothingHalfWritten) {
   EXPECT_EQ(Main({"publicar", PathToUtf8(build_), PathToUtf8(channel_), "--versao"}), 64);
   EXPECT_EQ(Main({"empacotar"}), 64);
   EXPECT_FALSE(PathExists(channel_ / "manifest.json"));
+}
 
-  // Unpacking: not a packed file, missing, or cut short. No output is left behind.
+// Unpacking a file that is not a packed one, is missing, or is cut short leaves no output behind.
+TEST_F(Orvpack, BadPackedFilesSayWhyAndLeaveNoOutput) {
+  const auto out = folders_.root() / "saida.bin";
+  const auto broken = folders_.root() / "quebrado";
   WriteTestFile(broken, "isto nao e um pacote");
   EXPECT_FALSE(UnpackFile(broken, out, error_));
   EXPECT_EQ(error_, "nao e um arquivo ORVZ nem ORVB");
@@ -205,10 +213,8 @@ TEST_F(Orvpack, BadInputSaysWhyAndLeavesNothingHalfWritten) {
   EXPECT_EQ(Main({"desempacotar", PathToUtf8(broken), PathToUtf8(out)}), 1);
   EXPECT_FALSE(PathExists(out));
 
-  options.build = build_;
-  options.block_min = 200000;
-  options.block_size = 65536;
-  ASSERT_TRUE(PublishChannel(options, {}, nullptr, summary, error_)) << error_;
+  PublishSummary summary;
+  ASSERT_TRUE(PublishChannel(Options("1"), {}, nullptr, summary, error_)) << error_;
   const std::string orvb = ReadTestFile(Out("mapas/região/mundo.pak.orvb"));
   const std::string orvz = ReadTestFile(Out("leia-me.txt.orvz"));
   WriteTestFile(broken, orvb.substr(0, orvb.size() - 1000));
