@@ -12,6 +12,7 @@
 #include "core/paths.h"
 #include "host/webview2/com_ref.h"
 #include "host/webview2/runtime_loader.h"
+#include "support/registry_win.h"
 #include "support/temp_dir.h"
 
 namespace orv {
@@ -24,30 +25,8 @@ constexpr wchar_t kStable[] = L"{F3017226-FE2A-4295-8BDF-00C3A9A7E4C5}";
 constexpr wchar_t kBeta[] = L"{2CD8A007-E189-409D-A2C8-9AF4EF3C72AA}";
 constexpr wchar_t kCanary[] = L"{65C35B14-6C1D-4122-AC46-7148CC9D6497}";
 
-// Runs reg.exe with `arguments` and waits for it; fails the test when reg.exe fails.
 void Reg(const std::wstring& arguments) {
-  std::wstring command = L"reg.exe " + arguments;
-  STARTUPINFOW startup{};
-  startup.cb = sizeof(startup);
-  PROCESS_INFORMATION process{};
-  // Under Wine a process start now and then fails while the prefix's services start: try again.
-  bool started = false;
-  DWORD error = 0;
-  for (int attempt = 0; attempt < 5 && !started; ++attempt) {
-    started = CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
-                             &startup, &process) != FALSE;
-    if (!started) {
-      error = GetLastError();
-      Sleep(200);
-    }
-  }
-  ASSERT_TRUE(started) << "reg.exe did not start, error " << error;
-  WaitForSingleObject(process.hProcess, INFINITE);
-  DWORD code = 1;
-  GetExitCodeProcess(process.hProcess, &code);
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
-  ASSERT_EQ(code, 0u) << "reg.exe " << std::string(arguments.begin(), arguments.end());
+  ASSERT_EQ(RunRegExe(arguments), 0) << "reg.exe " << std::string(arguments.begin(), arguments.end());
 }
 
 std::wstring Quoted(const std::wstring& text) { return L"\"" + text + L"\""; }
@@ -83,13 +62,6 @@ void Policy(const std::wstring& root, const std::wstring& policy, const std::wst
       L" /t " + type + L" /d " + Quoted(value) + L" /f");
 }
 
-void DeleteTree(HKEY root, const wchar_t* path, REGSAM view) {
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(root, nullptr, 0, KEY_ALL_ACCESS | view, &key) != ERROR_SUCCESS) return;
-  RegDeleteTreeW(key, path);
-  RegCloseKey(key);
-}
-
 const char* const kVariables[] = {"WEBVIEW2_BROWSER_EXECUTABLE_FOLDER", "WEBVIEW2_USER_DATA_FOLDER",
                                   "WEBVIEW2_RELEASE_CHANNEL_PREFERENCE"};
 
@@ -99,12 +71,8 @@ class RuntimeLoaderTest : public ::testing::Test {
   void TearDown() override { Clean(); }
 
   static void Clean() {
-    for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-      for (REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
-        DeleteTree(root, L"Software\\Microsoft\\EdgeUpdate", view);
-        DeleteTree(root, L"Software\\Policies\\Microsoft\\Edge\\WebView2", view);
-      }
-    }
+    DeleteKeyEverywhere(L"Software\\Microsoft\\EdgeUpdate");
+    DeleteKeyEverywhere(L"Software\\Policies\\Microsoft\\Edge\\WebView2");
     for (const char* name : kVariables) SetEnvironmentVariableA(name, nullptr);
   }
 
@@ -243,14 +211,7 @@ TEST_F(RuntimeLoaderTest, EnvironmentCompletesLaterThroughTheMessageLoop) {
   EXPECT_TRUE(got_environment);
   // The library is still loaded: it said it could not be unloaded while its objects live.
   EXPECT_NE(GetModuleHandleW((folder / L"EBWebView\\x64\\EmbeddedBrowserWebView.dll").c_str()), nullptr);
-  std::string calls_made;
-  {
-    FILE* file = _wfopen((folder / L"EBWebView\\x64\\chamadas.txt").c_str(), L"rb");
-    ASSERT_NE(file, nullptr);
-    char buffer[4096];
-    calls_made.assign(buffer, std::fread(buffer, 1, sizeof(buffer), file));
-    std::fclose(file);
-  }
+  const std::string calls_made = ReadTestFile(folder / L"EBWebView\\x64\\chamadas.txt");
   EXPECT_NE(calls_made.find("criar-ambiente checar=1 tipo=0 dados=C:\\udf-teste opcoes=nao\n"), std::string::npos)
       << calls_made;
   EXPECT_NE(calls_made.find("DllCanUnloadNow nao"), std::string::npos) << calls_made;
