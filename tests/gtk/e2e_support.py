@@ -58,6 +58,11 @@ class Server:
         self.www = os.path.join(state, "www")
         self.access_log = os.path.join(state, "nginx", "access.log")
 
+    def requests(self):
+        """The access log's lines so far."""
+        with open(self.access_log) as f:
+            return f.readlines()
+
     def close(self):
         subprocess.run([sys.executable, SERVERCTL, "stop", "nginx", "--state", self.state],
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -218,8 +223,7 @@ def write_gtest_xml(path, results):
     for name, error in results:
         if error:
             lines.append('<testcase name=%s status="run" result="completed"><failure message=%s>%s</failure>'
-                         '</testcase>' % (quoteattr(name), quoteattr(error.splitlines()[-1] if error else ""),
-                                          escape(error)))
+                         '</testcase>' % (quoteattr(name), quoteattr(error.splitlines()[-1]), escape(error)))
         else:
             lines.append('<testcase name=%s status="run" result="completed"/>' % quoteattr(name))
     lines += ["</testsuite>", "</testsuites>"]
