@@ -59,14 +59,10 @@ void SetGameInput(bool present) {
   }
 }
 
-std::filesystem::path Standin() {
-  const char* env = std::getenv("ORV_GAME_STANDIN");
-  return env != nullptr ? PathFromUtf8(env) : std::filesystem::path();
-}
-
 void CopyStandin(const std::filesystem::path& to) {
+  const char* standin = std::getenv("ORV_GAME_STANDIN");
   std::string bytes;
-  ASSERT_TRUE(ReadWholeFile(Standin(), bytes)) << "ORV_GAME_STANDIN";
+  ASSERT_TRUE(standin != nullptr && ReadWholeFile(PathFromUtf8(standin), bytes)) << "ORV_GAME_STANDIN";
   ASSERT_TRUE(WriteWholeFile(to, bytes));
 }
 

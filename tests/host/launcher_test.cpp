@@ -28,6 +28,7 @@
 #include "host/game_room_commands.h"
 #include "host/page_messages.h"
 #include "support/fake_host.h"
+#include "support/game_folder_view.h"
 #include "support/noise_bytes.h"
 #include "support/registry_win.h"
 #include "support/temp_dir.h"
@@ -170,14 +171,8 @@ class LauncherTest : public ::testing::Test {
     return lines;
   }
   bool WaitForCall(const std::string& prefix, int milliseconds = 20000) const {
-    return WaitUntil(
-        [&] {
-          for (const std::string& line : Calls()) {
-            if (line.rfind(prefix, 0) == 0) return true;
-          }
-          return false;
-        },
-        milliseconds);
+    const auto made = [&](const std::string& line) { return line.rfind(prefix, 0) == 0; };
+    return WaitUntil([&] { return std::ranges::any_of(Calls(), made); }, milliseconds);
   }
   // What the launcher delivered to the page, in order.
   [[nodiscard]] std::vector<std::string> Delivered() const {
@@ -212,10 +207,9 @@ class LauncherTest : public ::testing::Test {
   void Page(const std::string& action) {
     const fs::path inbox = client_folder_ / "pagina";
     fs::create_directories(inbox);
-    char name[32];
-    std::snprintf(name, sizeof(name), "%04d", ++page_actions_);
-    WriteTestFile(inbox / (std::string(name) + ".tmp"), action);
-    fs::rename(inbox / (std::string(name) + ".tmp"), inbox / (std::string(name) + ".txt"));
+    const std::string name = std::to_string(1000 + ++page_actions_);  // taken in name order
+    WriteTestFile(inbox / (name + ".tmp"), action);
+    fs::rename(inbox / (name + ".tmp"), inbox / (name + ".txt"));
   }
   void Command(const std::string& json) { Page("texto:" + json); }
   // The page's close button: the launcher ends normally.
@@ -261,11 +255,6 @@ class LauncherTest : public ::testing::Test {
     EXPECT_TRUE(PublishChannel(options, {}, nullptr, summary, error)) << error;
     return server.base_url + served.UrlPath("canal/manifest.json");
   }
-  void ExpectGameHolds(const Files& files) const {
-    for (const auto& [name, bytes] : files) {
-      EXPECT_EQ(ReadOr(JoinRelative(game_, name), "<ausente>"), bytes) << name;
-    }
-  }
 
   HWND MainWindowOfLauncher() const { return FindWindowW(L"OrvLauncher", L"Valdren"); }
 
@@ -289,6 +278,13 @@ std::optional<std::string> SettingsOfTheGameRoom() {
   return game.SettingsJson();
 }
 
+// The page's files and the resources that carry them inside the executable.
+const std::pair<const wchar_t*, const char*> kPageFiles[] = {{L"UI_INDEX_HTML", "index.html"},
+                                                             {L"UI_APP_JS", "app.js"},
+                                                             {L"UI_ESTILO_CSS", "estilo.css"},
+                                                             {L"UI_ICONE_PNG", "icone.png"},
+                                                             {L"UI_LOGO_PNG", "logo.png"}};
+
 const Files kVersion1 = {{"jogo.exe", std::string(70000, 'a') + "v1"}, {"dados/mapa.pak", "mapa 1"}};
 const Files kVersion2 = {
     {"jogo.exe", std::string(70000, 'a') + "v2"}, {"dados/mapa.pak", "mapa 1"}, {"dados/nova área.txt", "novo"}};
@@ -300,12 +296,7 @@ TEST(LauncherExecutable, CarriesThePageFilesAnIconInSeveralSizesAndItsVersion) {
   HMODULE module = LoadLibraryExW(exe.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
   ASSERT_NE(module, nullptr);
   const fs::path source = FromEnvironment("ORV_UI_DIR");
-  const std::pair<const wchar_t*, const char*> pages[] = {{L"UI_INDEX_HTML", "index.html"},
-                                                          {L"UI_APP_JS", "app.js"},
-                                                          {L"UI_ESTILO_CSS", "estilo.css"},
-                                                          {L"UI_ICONE_PNG", "icone.png"},
-                                                          {L"UI_LOGO_PNG", "logo.png"}};
-  for (const auto& [name, file] : pages) {
+  for (const auto& [name, file] : kPageFiles) {
     HRSRC found = FindResourceW(module, name, MAKEINTRESOURCEW(10));  // RT_RCDATA
     ASSERT_NE(found, nullptr) << file;
     const auto* bytes = static_cast<const char*>(LockResource(LoadResource(module, found)));
@@ -394,7 +385,7 @@ TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
 
   // The five page files were written out of the executable's resources.
   const fs::path source = FromEnvironment("ORV_UI_DIR");
-  for (const char* name : {"index.html", "app.js", "estilo.css", "icone.png", "logo.png"}) {
+  for (const auto& [resource, name] : kPageFiles) {
     EXPECT_EQ(ReadOr(data_ / "ui" / name, "<ausente>"), ReadOr(source / name)) << name;
   }
 
@@ -577,10 +568,10 @@ TEST_F(LauncherTest, ProntoGetsStartupAndTheVerificationThenAtualizarUpdatesTheG
 
   // Version 1, then version 2 published over it.
   EXPECT_NE(UpdateFromPage().find(R"("fase":"pronto")"), std::string::npos);
-  ExpectGameHolds(kVersion1);
+  EXPECT_EQ(InstalledFiles(game_), kVersion1);
   Publish(nginx, served, kVersion2, "2.0");
   EXPECT_NE(UpdateFromPage().find(R"("fase":"pronto")"), std::string::npos);
-  ExpectGameHolds(kVersion2);
+  EXPECT_EQ(InstalledFiles(game_), kVersion2);
 
   CloseFromPage();
 }
@@ -592,7 +583,7 @@ TEST_F(LauncherTest, AutoModeUpdatesAndClosesByItself) {
   ASSERT_TRUE(StartPage(L"--auto"));
   Command(R"({"cmd":"pronto"})");
   EXPECT_EQ(WaitExit(60000), 0);
-  ExpectGameHolds(kVersion1);
+  EXPECT_EQ(InstalledFiles(game_), kVersion1);
   const std::string log = LogText();
   EXPECT_NE(log.find("] OrvLauncher 1.2.5 iniciado (--auto)\r\n"), std::string::npos) << log;
   EXPECT_NE(log.find("] --auto: fim\r\n"), std::string::npos) << log;
@@ -625,7 +616,7 @@ TEST_F(LauncherTest, ClosingDuringARunEndsAtOnceAndTheNextRunResumes) {
   ASSERT_TRUE(StartPage());
   ASSERT_NE(Ready(), "");
   EXPECT_NE(UpdateFromPage().find(R"("fase":"pronto")"), std::string::npos);
-  ExpectGameHolds(files);
+  EXPECT_EQ(InstalledFiles(game_), files);
   EXPECT_EQ(RequestsFor(fault, a_path, 1).size(), 1u);
   CloseFromPage();
 }
@@ -645,7 +636,7 @@ TEST_F(LauncherTest, NewerLauncherIsSwappedInByTheScriptAfterTheWindowCloses) {
   EXPECT_TRUE(WaitUntil([&] { return fs::exists(app_ / "novo-iniciado.txt"); }, 60000));
   EXPECT_EQ(ReadOr(exe_), ReadOr(helper));
   EXPECT_FALSE(fs::exists(app_ / "OrvLauncher.exe.novo"));
-  ExpectGameHolds(kVersion1);
+  EXPECT_EQ(InstalledFiles(game_), kVersion1);
 }
 
 }  // namespace
