@@ -10,15 +10,13 @@ import argparse
 import json
 import os
 import shutil
-import subprocess
 import sys
 import time
-import traceback
 import unittest
 import urllib.parse
 
 from e2e_support import (HERE, SOURCE, Display, Launcher, Server, differing_pixels, make_build, publish, same_tree,
-                         screenshot, wait_for, window_geometry, write_gtest_xml, xdotool)
+                         screenshot, wait_for, window_geometry, write_gtest_xml, xdotool, xprop)
 
 ARGS = None
 # The one channel of the tests that need no server: nobody answers on port 9.
@@ -133,8 +131,7 @@ class Window(LauncherTest):
         self.assertEqual((width, height), (1100, 640))
         self.assertEqual((x, y), ((1280 - 1100) // 2, (800 - 640) // 2))
         self.assertEqual(launcher.windows(), [window])
-        props = subprocess.run(["xprop", "-id", window, "_MOTIF_WM_HINTS", "_NET_WM_ICON", "WM_NORMAL_HINTS"],
-                               env=launcher.env, stdout=subprocess.PIPE, text=True).stdout
+        props = xprop(launcher.env, window, "_MOTIF_WM_HINTS", "_NET_WM_ICON", "WM_NORMAL_HINTS")
         self.assertIn("_MOTIF_WM_HINTS(_MOTIF_WM_HINTS) = 0x2, 0x0, 0x0", props)  # no decorations
         self.assertIn("_NET_WM_ICON(CARDINAL) = ", props)
         self.assertIn("program specified minimum size: 1100 by 640", props)
@@ -343,9 +340,7 @@ class WindowCommands(PageProbe):
                     xdotool(launcher.env, "getwindowname", w).strip() == "Pasta de instalação"]
         dialog = wait_for(chooser, 10)
         self.assertEqual(len(dialog), 1, "no folder chooser")
-        transient = subprocess.run(["xprop", "-id", dialog[0], "WM_TRANSIENT_FOR"], env=launcher.env,
-                                   stdout=subprocess.PIPE, text=True).stdout
-        self.assertIn(hex(int(window)), transient)  # owned by the launcher's window
+        self.assertIn(hex(int(window)), xprop(launcher.env, dialog[0], "WM_TRANSIENT_FOR"))  # owned by the launcher
         self.shot(launcher, dialog[0], "escolher-pasta")
         # Real key events go to the focused window (events sent to a window are ignored by GTK).
         xdotool(launcher.env, "windowfocus", "--sync", dialog[0])
