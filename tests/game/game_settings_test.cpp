@@ -90,18 +90,11 @@ TEST_F(GameSettingsTest, NumbersReadAsFloatingPointTruncatedTowardZero) {
       "[/Script/ORV2.OrvOptionsSubsystem]\r\nMasterVolume=  40  \r\nMusicVolume=1e2\r\nSfxVolume=99999999999\r\n"
       "[Internationalization]\r\nCulture=\"es-ES\"\r\n");
   WriteLauncherIni("[Launcher]\r\nInstancias=9\r\n");
-  const GameSettings s = LoadGameSettings();
-  EXPECT_EQ(s.res_x, 1);
-  EXPECT_EQ(s.res_y, 75);
-  EXPECT_EQ(s.mode, 0) << "text that is no number reads as 0, not as the default";
-  EXPECT_EQ(s.quality, 0);
-  EXPECT_EQ(s.shadows, -2);
-  EXPECT_EQ(s.effects, 2) << "an empty value keeps the default";
-  EXPECT_EQ(s.master_volume, 40);
-  EXPECT_EQ(s.music_volume, 100);
-  EXPECT_EQ(s.effects_volume, 2147483647);
-  EXPECT_EQ(s.language, "es-ES");
-  EXPECT_EQ(s.instances, 9) << "reading does not clamp";
+  // Text that is no number reads as 0 (not as the default), an empty value keeps the default, numbers
+  // saturate, and reading does not clamp the instances.
+  EXPECT_EQ(GameSettingsJson(LoadGameSettings()),
+            "{\"resX\":1,\"resY\":75,\"modo\":0,\"qualidade\":0,\"sombras\":-2,\"efeitos\":2,\"geral\":40,"
+            "\"musica\":100,\"som\":2147483647,\"instancias\":9,\"idioma\":\"es-ES\"}");
 }
 
 TEST_F(GameSettingsTest, LanguageIsCutToThirtyOneCharacters) {
@@ -161,14 +154,11 @@ TEST(GameSettingsFields, EachFieldReplacesOnlyWhenGivenAsNumberOrText) {
   const GameSettings s = ApplySettingsFields(
       base, Parse("{\"resY\":\"720\",\"modo\":2.9,\"qualidade\":true,\"sombras\":null,\"efeitos\":{},"
                   "\"geral\":\"80%\",\"instancias\":-2,\"idioma\":5}"));
-  EXPECT_EQ(s.res_y, 720);
-  EXPECT_EQ(s.mode, 2);
-  EXPECT_EQ(s.quality, 2);
-  EXPECT_EQ(s.shadows, 2);
-  EXPECT_EQ(s.effects, 2);
-  EXPECT_EQ(s.master_volume, 80);
-  EXPECT_EQ(s.instances, -2) << "the clamp belongs to the save";
-  EXPECT_EQ(s.language, "pt-BR") << "a language that is not text keeps the loaded one";
+  // Booleans, null, objects and a language that is not text keep the loaded value; the instances are
+  // not clamped here (the clamp belongs to the save).
+  EXPECT_EQ(GameSettingsJson(s),
+            "{\"resX\":1920,\"resY\":720,\"modo\":2,\"qualidade\":2,\"sombras\":2,\"efeitos\":2,\"geral\":80,"
+            "\"musica\":50,\"som\":50,\"instancias\":-2,\"idioma\":\"pt-BR\"}");
   EXPECT_EQ(GameSettingsJson(ApplySettingsFields(base, Parse("[1,2]"))), GameSettingsJson(base));
 }
 
