@@ -1,6 +1,6 @@
 // The game room against the real Windows functions under Wine: prerequisites read from the test
-// prefix's registry (values written by reg.exe) and system folder, the elevated installation, and
-// real game starts of a stand-in that records its command line and working folder.
+// prefix's registry (in its 64-bit view, where the runtime's installer writes) and system folder, the elevated
+// installation, and real game starts of a stand-in that records its command line and working folder.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -14,7 +14,6 @@
 
 #include "core/file_util.h"
 #include "core/paths.h"
-#include "core/text.h"
 #include "game/game_launch.h"
 #include "game/prerequisites.h"
 #include "launch_rig.h"
@@ -27,23 +26,22 @@ namespace orv {
 
 namespace {
 
-constexpr wchar_t kRuntimeKey[] = L"HKLM\\SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64";
+constexpr wchar_t kRuntimeKey[] = L"SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64";
 
-void DeleteRuntimeKey() { DeleteKeyEverywhere(kRuntimeKey + 5); }  // without "HKLM\\"
+void DeleteRuntimeKey() { DeleteKeyEverywhere(kRuntimeKey); }
 
-void AddRuntimeValue(const wchar_t* name, const wchar_t* type, unsigned value) {
-  ASSERT_EQ(RunRegExe(std::wstring(L"add \"") + kRuntimeKey + L"\" /v " + name + L" /t " + type + L" /d " +
-                      std::to_wstring(value) + L" /f /reg:64"),
-            0)
-      << "reg add " << WideToUtf8(name);
+template <class Number>
+void SetRuntimeValue(const wchar_t* name, DWORD type, Number value) {
+  ASSERT_TRUE(SetRegistryValue(HKEY_LOCAL_MACHINE, kRuntimeKey, name, type, &value, sizeof(value), KEY_WOW64_64KEY));
 }
 
-void WriteRuntime(unsigned installed, unsigned major, unsigned minor, unsigned bld) {
+// The runtime's four values as its installer writes them; a negative `bld` leaves that value out.
+void WriteRuntime(DWORD installed, DWORD major, DWORD minor, int bld) {
   DeleteRuntimeKey();
-  AddRuntimeValue(L"Installed", L"REG_DWORD", installed);
-  AddRuntimeValue(L"Major", L"REG_DWORD", major);
-  AddRuntimeValue(L"Minor", L"REG_DWORD", minor);
-  AddRuntimeValue(L"Bld", L"REG_DWORD", bld);
+  SetRuntimeValue(L"Installed", REG_DWORD, installed);
+  SetRuntimeValue(L"Major", REG_DWORD, major);
+  SetRuntimeValue(L"Minor", REG_DWORD, minor);
+  if (bld >= 0) SetRuntimeValue(L"Bld", REG_DWORD, static_cast<DWORD>(bld));
 }
 
 std::filesystem::path GameInputDll() {
@@ -105,7 +103,8 @@ TEST_F(WindowsPrerequisites, RegistryValuesDecideTheRuntime) {
   EXPECT_EQ(CheckPrerequisites(), MakePrerequisiteFlags(false, false)) << "no key";
 
   struct Case {
-    unsigned installed, major, minor, bld;
+    DWORD installed, major, minor;
+    int bld;
     bool present;
   };
   const Case cases[] = {{1, 14, 50, 35718, false}, {1, 14, 50, 35719, true}, {1, 14, 51, 0, true},
@@ -118,11 +117,10 @@ TEST_F(WindowsPrerequisites, RegistryValuesDecideTheRuntime) {
 
   // A "Major" of eight bytes counts as missing, whatever it says.
   WriteRuntime(1, 15, 0, 0);
-  AddRuntimeValue(L"Major", L"REG_QWORD", 15);
+  SetRuntimeValue(L"Major", REG_QWORD, ULONGLONG{15});
   EXPECT_FALSE(VcRuntimePresent(CheckPrerequisites()));
   // So does a value that is not there at all.
-  WriteRuntime(1, 15, 0, 0);
-  ASSERT_EQ(RunRegExe(std::wstring(L"delete \"") + kRuntimeKey + L"\" /v Bld /f /reg:64"), 0);
+  WriteRuntime(1, 15, 0, -1);
   EXPECT_FALSE(VcRuntimePresent(CheckPrerequisites()));
 
   WriteRuntime(1, 14, 50, 35719);

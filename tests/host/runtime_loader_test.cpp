@@ -1,6 +1,6 @@
 // The runtime loader under Wine, against registry values each test writes into the private prefix
-// with reg.exe (per-machine values with /reg:32, as the vendor's installer puts them in the 32-bit
-// view), and the stand-in runtime's client library in test folders.
+// (per-machine values in the 32-bit view, where the vendor's installer puts them), and the stand-in
+// runtime's client library in test folders.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -25,12 +25,6 @@ constexpr wchar_t kStable[] = L"{F3017226-FE2A-4295-8BDF-00C3A9A7E4C5}";
 constexpr wchar_t kBeta[] = L"{2CD8A007-E189-409D-A2C8-9AF4EF3C72AA}";
 constexpr wchar_t kCanary[] = L"{65C35B14-6C1D-4122-AC46-7148CC9D6497}";
 
-void Reg(const std::wstring& arguments) {
-  ASSERT_EQ(RunRegExe(arguments), 0) << "reg.exe " << std::string(arguments.begin(), arguments.end());
-}
-
-std::wstring Quoted(const std::wstring& text) { return L"\"" + text + L"\""; }
-
 // An installed runtime in a folder named after its version, with the stand-in library in place.
 fs::path MakeRuntimeFolder(const fs::path& root, const std::wstring& version) {
   const fs::path folder = root / version;
@@ -44,23 +38,18 @@ fs::path MakeRuntimeFolder(const fs::path& root, const std::wstring& version) {
 
 enum class Scope { kMachine32, kMachine64, kUser };
 
-std::wstring Root(Scope scope) { return scope == Scope::kUser ? L"HKCU" : L"HKLM"; }
-std::wstring View(Scope scope) { return scope == Scope::kMachine64 ? L" /reg:64" : L" /reg:32"; }
-
+// `folder` as the runtime of `channel`, with the version `pv` ("-": no version value at all).
 void Register(Scope scope, const wchar_t* channel, const fs::path& folder, const std::wstring& pv) {
-  const std::wstring base = Root(scope) + L"\\Software\\Microsoft\\EdgeUpdate\\";
-  Reg(L"add " + Quoted(base + L"ClientState\\" + channel) + L" /v EBWebView /t REG_SZ /d " + Quoted(folder.wstring()) +
-      L" /f" + View(scope));
+  const HKEY root = scope == Scope::kUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+  const REGSAM view = scope == Scope::kMachine64 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
+  const std::wstring base = L"Software\\Microsoft\\EdgeUpdate\\";
+  ASSERT_TRUE(SetRegistryText(root, base + L"ClientState\\" + channel, L"EBWebView", folder.wstring(), view));
   if (pv != L"-") {
-    Reg(L"add " + Quoted(base + L"Clients\\" + channel) + L" /v pv /t REG_SZ /d " + Quoted(pv) + L" /f" + View(scope));
+    ASSERT_TRUE(SetRegistryText(root, base + L"Clients\\" + channel, L"pv", pv, view));
   }
 }
 
-void Policy(const std::wstring& root, const std::wstring& policy, const std::wstring& name, const std::wstring& type,
-            const std::wstring& value) {
-  Reg(L"add " + Quoted(root + L"\\Software\\Policies\\Microsoft\\Edge\\WebView2\\" + policy) + L" /v " + Quoted(name) +
-      L" /t " + type + L" /d " + Quoted(value) + L" /f");
-}
+const std::wstring kPolicies = L"Software\\Policies\\Microsoft\\Edge\\WebView2";
 
 const char* const kVariables[] = {"WEBVIEW2_BROWSER_EXECUTABLE_FOLDER", "WEBVIEW2_USER_DATA_FOLDER",
                                   "WEBVIEW2_RELEASE_CHANNEL_PREFERENCE"};
@@ -72,7 +61,7 @@ class RuntimeLoaderTest : public ::testing::Test {
 
   static void Clean() {
     DeleteKeyEverywhere(L"Software\\Microsoft\\EdgeUpdate");
-    DeleteKeyEverywhere(L"Software\\Policies\\Microsoft\\Edge\\WebView2");
+    DeleteKeyEverywhere(kPolicies.c_str());
     for (const char* name : kVariables) SetEnvironmentVariableA(name, nullptr);
   }
 
@@ -141,7 +130,7 @@ TEST_F(RuntimeLoaderTest, ChannelOrderComesBeforeInstallScopeAndCanBeReversed) {
   EXPECT_EQ(Found().version, L"120.0.0.1");
 
   // A policy for every executable reverses the order too, and outranks the variable.
-  Policy(L"HKCU", L"ReleaseChannelPreference", L"*", L"REG_DWORD", L"1");
+  ASSERT_TRUE(SetRegistryNumber(HKEY_CURRENT_USER, kPolicies + L"\\ReleaseChannelPreference", L"*", 1));
   EXPECT_EQ(Found().version, L"124.0.0.1");
 }
 
@@ -164,8 +153,8 @@ TEST_F(RuntimeLoaderTest, BrowserFolderFromVariableOrPolicyReplacesTheSearch) {
   // The policy for this executable's name wins over the variable; relative folders start beside it.
   const fs::path beside = GetModuleFolder() / L"runtime-teste";
   const fs::path relative = MakeRuntimeFolder(beside, L"118.1.2.3");
-  Policy(L"HKLM", L"BrowserExecutableFolder", GetModulePath().filename().wstring(), L"REG_SZ",
-         L"runtime-teste\\118.1.2.3");
+  ASSERT_TRUE(SetRegistryText(HKEY_LOCAL_MACHINE, kPolicies + L"\\BrowserExecutableFolder",
+                              GetModulePath().filename().c_str(), L"runtime-teste\\118.1.2.3"));
   runtime = Found();
   EXPECT_EQ(runtime.version, L"118.1.2.3");
   EXPECT_EQ(runtime.folder, relative.wstring());
@@ -176,7 +165,7 @@ TEST_F(RuntimeLoaderTest, UserDataFolderOverrides) {
   EXPECT_EQ(EffectiveUserDataFolder(L"C:\\dados"), L"C:\\dados");
   SetEnvironmentVariableW(L"WEBVIEW2_USER_DATA_FOLDER", L"C:\\variavel");
   EXPECT_EQ(EffectiveUserDataFolder(L"C:\\dados"), L"C:\\variavel");
-  Policy(L"HKCU", L"UserDataFolder", L"*", L"REG_SZ", L"C:\\politica");
+  ASSERT_TRUE(SetRegistryText(HKEY_CURRENT_USER, kPolicies + L"\\UserDataFolder", L"*", L"C:\\politica"));
   EXPECT_EQ(EffectiveUserDataFolder(L"C:\\dados"), L"C:\\politica");
 }
 
