@@ -7,12 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "core/file_util.h"
-#include "core/paths.h"
 #include "game/game_launch.h"
-#include "game/game_settings.h"
-#include "game/profile.h"
 #include "launch_rig.h"
+#include "support/game_folder_view.h"
 #include "update/swap_journal.h"
 
 namespace orv {
@@ -28,24 +25,6 @@ const char kNotFound[] = "{\"tipo\":\"aviso\",\"texto\":\"Jogo não encontrado. 
 const char kInstalling[] =
     "{\"tipo\":\"aviso\",\"texto\":\"Instalando componentes do Windows (Visual C++ e GameInput)… Confirme o "
     "pedido do Windows.\"}";
-
-std::string LogText() {
-  std::string text;
-  return ReadWholeFile(GetDataFolder() / "launcher.log", text) ? text : std::string();
-}
-
-void InstallGame(const LaunchRig& rig) {
-  ASSERT_TRUE(WriteWholeFile(JoinRelative(rig.GameFolder(), "ORV2.exe"), "MZ"));
-}
-
-void SetLauncherIni(const std::string& instancias) {
-  ASSERT_TRUE(WriteIniValue(LauncherIniPath(), "Launcher", "Instancias", instancias));
-}
-
-void SetMode(const std::string& mode) {
-  ASSERT_TRUE(EnsureParentFolder(GameIniPath()));
-  ASSERT_TRUE(WriteIniValue(GameIniPath(), "/Script/Engine.GameUserSettings", "FullscreenMode", mode));
-}
 
 TEST(GameCommandsBridge, ConfigAtStartupAndOnRequest) {
   LaunchRig rig;
@@ -97,7 +76,7 @@ TEST(GameCommandsBridge, JogarWithoutTheGameSaysSoAndStartsNothing) {
 
 TEST(GameCommandsBridge, JogarWithAPendingJournalReportsItsReason) {
   LaunchRig rig;
-  InstallGame(rig);
+  rig.InstallGame();
   ASSERT_TRUE(WriteWholeFile(JournalPath(rig.GameFolder()), "{\"trocas\":["));
   rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
   EXPECT_EQ(rig.posted,
@@ -118,7 +97,7 @@ TEST(GameCommandsBridge, JogarFinishesAPendingInstallFirst) {
 
 TEST(GameCommandsBridge, JogarAnswersAtOnceAndTheWorkerStartsTheGame) {
   LaunchRig rig;
-  InstallGame(rig);
+  rig.InstallGame();
   rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
   EXPECT_EQ(rig.posted, std::vector<std::string>{kOpening});
   ASSERT_EQ(rig.workers.size(), 1u);
@@ -133,8 +112,8 @@ TEST(GameCommandsBridge, JogarAnswersAtOnceAndTheWorkerStartsTheGame) {
             "\"" + PathToUtf8(JoinRelative(folder, "ORV2.exe")) + "\" -windowed -ResX=1920 -ResY=1080");
   EXPECT_EQ(rig.starter.starts[0].folder, folder);
   EXPECT_EQ(rig.clock.sleeps_ms, std::vector<std::uint32_t>{500});
-  EXPECT_EQ(rig.window.close_requests, 1);
-  EXPECT_NE(LogText().find("] jogo aberto (1/1)\r\n"), std::string::npos);
+  EXPECT_EQ(rig.window.CloseRequests(), 1);
+  EXPECT_NE(TakeLauncherLog().find("] jogo aberto (1/1)\r\n"), std::string::npos);
 }
 
 TEST(GameLaunch, InstanceCountIsClampedAndModeZeroHasNoArguments) {
@@ -143,11 +122,9 @@ TEST(GameLaunch, InstanceCountIsClampedAndModeZeroHasNoArguments) {
   for (const auto& [written, starts] : counts) {
     SCOPED_TRACE(written);
     LaunchRig rig;
-    InstallGame(rig);
-    SetLauncherIni(written);
-    SetMode("0");
-    rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
-    rig.RunWorkers();
+    rig.InstallGame();
+    LaunchRig::SetInstancesAndMode(written, "0");
+    rig.Play();
     ASSERT_EQ(rig.starter.starts.size(), starts);
     for (const auto& start : rig.starter.starts) {
       EXPECT_EQ(start.command_line, "\"" + PathToUtf8(JoinRelative(rig.GameFolder(), "ORV2.exe")) + "\"");
@@ -155,7 +132,7 @@ TEST(GameLaunch, InstanceCountIsClampedAndModeZeroHasNoArguments) {
     std::vector<std::uint32_t> sleeps(starts - 1, 3000);
     sleeps.push_back(500);
     EXPECT_EQ(rig.clock.sleeps_ms, sleeps);
-    EXPECT_EQ(rig.window.close_requests, 1);
+    EXPECT_EQ(rig.window.CloseRequests(), 1);
   }
   EXPECT_EQ(LaunchArguments(2, 1920, 1080), " -windowed -ResX=1920 -ResY=1080");
   EXPECT_EQ(LaunchArguments(-1, 800, 600), " -windowed -ResX=800 -ResY=600");
@@ -165,49 +142,45 @@ TEST(GameLaunch, InstanceCountIsClampedAndModeZeroHasNoArguments) {
 TEST(GameLaunch, FailedStartsAreLoggedAndOnlyAllFailingKeepsTheLauncherOpen) {
   {
     LaunchRig rig;
-    InstallGame(rig);
-    SetLauncherIni("3");
+    rig.InstallGame();
+    LaunchRig::SetInstancesAndMode("3", "1");
     rig.starter.answers = {false, true, false};
-    rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
-    rig.RunWorkers();
+    rig.Play();
     EXPECT_EQ(rig.starter.starts.size(), 3u);
     EXPECT_EQ(rig.clock.sleeps_ms, (std::vector<std::uint32_t>{3000, 3000, 500}));
-    EXPECT_EQ(rig.window.close_requests, 1);
-    const std::string log = LogText();
+    EXPECT_EQ(rig.window.CloseRequests(), 1);
+    const std::string log = TakeLauncherLog();
     EXPECT_NE(log.find("] CreateProcess falhou: 5\r\n"), std::string::npos) << log;
     EXPECT_NE(log.find("] jogo aberto (2/3)\r\n"), std::string::npos) << log;
     EXPECT_EQ(log.find("jogo aberto (1/3)"), std::string::npos) << log;
   }
   LaunchRig rig;
-  InstallGame(rig);
-  SetLauncherIni("3");
+  rig.InstallGame();
+  LaunchRig::SetInstancesAndMode("3", "1");
   rig.starter.answers = {false};
-  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
-  rig.RunWorkers();
+  rig.Play();
   EXPECT_EQ(rig.starter.starts.size(), 3u);
   EXPECT_EQ(rig.clock.sleeps_ms, (std::vector<std::uint32_t>{3000, 3000}));
-  EXPECT_EQ(rig.window.close_requests, 0);
+  EXPECT_EQ(rig.window.CloseRequests(), 0);
   EXPECT_EQ(rig.posted, std::vector<std::string>{kOpening}) << "no further notice when every start fails";
 }
 
 TEST(GameLaunch, MissingPrerequisitesAreInstalledFirstOrStopTheLaunch) {
   LaunchRig rig;
-  InstallGame(rig);
+  rig.InstallGame();
   rig.prerequisites.flags = MakePrerequisiteFlags(false, true);
-  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
-  rig.RunWorkers();
+  rig.Play();
   EXPECT_EQ(rig.posted, (std::vector<std::string>{
                             kOpening, kInstalling,
                             "{\"tipo\":\"aviso\",\"texto\":\"Não foi possível preparar o jogo: instalador do Visual "
                             "C++ ausente (verifique os arquivos).\"}"}));
   EXPECT_TRUE(rig.starter.starts.empty());
-  EXPECT_EQ(rig.window.close_requests, 0);
+  EXPECT_EQ(rig.window.CloseRequests(), 0);
 
   // With the installer there, a declined consent prompt also stops the launch.
   ASSERT_TRUE(WriteWholeFile(VcRedistInstaller(rig.GameFolder()), "MZ"));
   rig.posted.clear();
-  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
-  rig.RunWorkers();
+  rig.Play();
   EXPECT_EQ(rig.prerequisites.elevated_starts, 1);
   EXPECT_EQ(rig.posted, (std::vector<std::string>{kOpening, kInstalling,
                                                   "{\"tipo\":\"aviso\",\"texto\":\"Não foi possível preparar o jogo: a "

@@ -5,6 +5,9 @@
 #include <windows.h>
 
 #include <string>
+#include <utility>
+
+#include "support/registry_win.h"
 
 namespace {
 
@@ -17,17 +20,12 @@ std::string Utf8(const std::wstring& wide) {
 }
 
 void InstallRuntime() {
-  HKEY key = nullptr;
-  if (RegCreateKeyExW(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64", 0, nullptr, 0,
-                      KEY_WRITE | KEY_WOW64_64KEY, nullptr, &key, nullptr) != ERROR_SUCCESS) {
-    return;
-  }
   const std::pair<const wchar_t*, DWORD> values[] = {
       {L"Installed", 1}, {L"Major", 14}, {L"Minor", 50}, {L"Bld", 35719}};
   for (const auto& [name, value] : values) {
-    RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof value);
+    orv::SetRegistryNumber(HKEY_LOCAL_MACHINE, L"SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64", name,
+                           value, KEY_WOW64_64KEY);
   }
-  RegCloseKey(key);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The game room against the real Windows functions under Wine: prerequisites read from the test
-// prefix's registry (values written by reg.exe) and system folder, the elevated installation, and
-// real game starts of a stand-in that records its command line and working folder.
+// prefix's registry (in its 64-bit view, where the runtime's installer writes) and system folder, the elevated
+// installation, and real game starts of a stand-in that records its command line and working folder.
 #include <windows.h>
 
 #include <gtest/gtest.h>
@@ -14,53 +14,34 @@
 
 #include "core/file_util.h"
 #include "core/paths.h"
-#include "core/text.h"
 #include "game/game_launch.h"
-#include "game/game_settings.h"
 #include "game/prerequisites.h"
-#include "game/profile.h"
 #include "launch_rig.h"
+#include "support/game_folder_view.h"
 #include "support/held_file.h"
+#include "support/registry_win.h"
 #include "update/swap_journal.h"
 
 namespace orv {
 
 namespace {
 
-constexpr wchar_t kRuntimeKey[] = L"HKLM\\SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64";
+constexpr wchar_t kRuntimeKey[] = L"SOFTWARE\\Microsoft\\VisualStudio\\14.0\\VC\\Runtimes\\X64";
 
-// Runs a program of the prefix (reg.exe) and waits for it: its exit code, or -1.
-int RunAndWait(std::wstring command_line) {
-  STARTUPINFOW startup = {};
-  startup.cb = sizeof startup;
-  PROCESS_INFORMATION process = {};
-  if (!CreateProcessW(nullptr, command_line.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
-                      &startup, &process)) {
-    return -1;
-  }
-  WaitForSingleObject(process.hProcess, INFINITE);
-  DWORD code = 0;
-  GetExitCodeProcess(process.hProcess, &code);
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
-  return static_cast<int>(code);
+void DeleteRuntimeKey() { DeleteKeyEverywhere(kRuntimeKey); }
+
+template <class Number>
+void SetRuntimeValue(const wchar_t* name, DWORD type, Number value) {
+  ASSERT_TRUE(SetRegistryValue(HKEY_LOCAL_MACHINE, kRuntimeKey, name, type, &value, sizeof(value), KEY_WOW64_64KEY));
 }
 
-void DeleteRuntimeKey() { RunAndWait(std::wstring(L"reg.exe delete \"") + kRuntimeKey + L"\" /f /reg:64"); }
-
-void AddRuntimeValue(const wchar_t* name, const wchar_t* type, unsigned value) {
-  ASSERT_EQ(RunAndWait(std::wstring(L"reg.exe add \"") + kRuntimeKey + L"\" /v " + name + L" /t " + type + L" /d " +
-                       std::to_wstring(value) + L" /f /reg:64"),
-            0)
-      << "reg add " << WideToUtf8(name);
-}
-
-void WriteRuntime(unsigned installed, unsigned major, unsigned minor, unsigned bld) {
+// The runtime's four values as its installer writes them; a negative `bld` leaves that value out.
+void WriteRuntime(DWORD installed, DWORD major, DWORD minor, int bld) {
   DeleteRuntimeKey();
-  AddRuntimeValue(L"Installed", L"REG_DWORD", installed);
-  AddRuntimeValue(L"Major", L"REG_DWORD", major);
-  AddRuntimeValue(L"Minor", L"REG_DWORD", minor);
-  AddRuntimeValue(L"Bld", L"REG_DWORD", bld);
+  SetRuntimeValue(L"Installed", REG_DWORD, installed);
+  SetRuntimeValue(L"Major", REG_DWORD, major);
+  SetRuntimeValue(L"Minor", REG_DWORD, minor);
+  if (bld >= 0) SetRuntimeValue(L"Bld", REG_DWORD, static_cast<DWORD>(bld));
 }
 
 std::filesystem::path GameInputDll() {
@@ -76,14 +57,10 @@ void SetGameInput(bool present) {
   }
 }
 
-std::filesystem::path Standin() {
-  const char* env = std::getenv("ORV_GAME_STANDIN");
-  return env != nullptr ? PathFromUtf8(env) : std::filesystem::path();
-}
-
 void CopyStandin(const std::filesystem::path& to) {
+  const char* standin = std::getenv("ORV_GAME_STANDIN");
   std::string bytes;
-  ASSERT_TRUE(ReadWholeFile(Standin(), bytes)) << "ORV_GAME_STANDIN";
+  ASSERT_TRUE(standin != nullptr && ReadWholeFile(PathFromUtf8(standin), bytes)) << "ORV_GAME_STANDIN";
   ASSERT_TRUE(WriteWholeFile(to, bytes));
 }
 
@@ -111,11 +88,6 @@ std::vector<Record> WaitForRecords(const std::filesystem::path& folder, size_t c
   return records;
 }
 
-std::string LogText() {
-  std::string text;
-  return ReadWholeFile(GetDataFolder() / "launcher.log", text) ? text : std::string();
-}
-
 class WindowsPrerequisites : public ::testing::Test {
  protected:
   void TearDown() override {
@@ -131,7 +103,8 @@ TEST_F(WindowsPrerequisites, RegistryValuesDecideTheRuntime) {
   EXPECT_EQ(CheckPrerequisites(), MakePrerequisiteFlags(false, false)) << "no key";
 
   struct Case {
-    unsigned installed, major, minor, bld;
+    DWORD installed, major, minor;
+    int bld;
     bool present;
   };
   const Case cases[] = {{1, 14, 50, 35718, false}, {1, 14, 50, 35719, true}, {1, 14, 51, 0, true},
@@ -144,11 +117,10 @@ TEST_F(WindowsPrerequisites, RegistryValuesDecideTheRuntime) {
 
   // A "Major" of eight bytes counts as missing, whatever it says.
   WriteRuntime(1, 15, 0, 0);
-  AddRuntimeValue(L"Major", L"REG_QWORD", 15);
+  SetRuntimeValue(L"Major", REG_QWORD, ULONGLONG{15});
   EXPECT_FALSE(VcRuntimePresent(CheckPrerequisites()));
   // So does a value that is not there at all.
-  WriteRuntime(1, 15, 0, 0);
-  ASSERT_EQ(RunAndWait(std::wstring(L"reg.exe delete \"") + kRuntimeKey + L"\" /v Bld /f /reg:64"), 0);
+  WriteRuntime(1, 15, 0, -1);
   EXPECT_FALSE(VcRuntimePresent(CheckPrerequisites()));
 
   WriteRuntime(1, 14, 50, 35719);
@@ -185,7 +157,7 @@ TEST_F(WindowsPrerequisites, ElevatedScriptInstallsTheRuntime) {
   ASSERT_EQ(records.size(), 1u);
   EXPECT_NE(records[0].command_line.find("/install /quiet /norestart"), std::string::npos) << records[0].command_line;
   EXPECT_EQ(CheckPrerequisites(), MakePrerequisiteFlags(true, true));
-  const std::string log = LogText();
+  const std::string log = TakeLauncherLog();
   EXPECT_NE(log.find("] pre-requisitos: vc=0 gameinput=1, instalando\r\n"), std::string::npos) << log;
   EXPECT_NE(log.find("] pre-requisitos depois: vc=1 gameinput=1\r\n"), std::string::npos) << log;
 }
@@ -212,7 +184,7 @@ TEST_F(WindowsPrerequisites, ScriptForEachCombination) {
   EXPECT_EQ(system.script_text, "@echo off\r\n\"" + PathToUtf8(VcRedistInstaller(game)) +
                                     "\" /install /quiet /norestart\r\nmsiexec /i \"" +
                                     PathToUtf8(GameInputInstaller(game)) + "\" /quiet /norestart\r\n");
-  EXPECT_NE(LogText().find("] pre-requisitos depois: vc=1 gameinput=0\r\n"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("] pre-requisitos depois: vc=1 gameinput=0\r\n"), std::string::npos);
 }
 
 class WindowsLaunch : public ::testing::Test {
@@ -222,11 +194,8 @@ class WindowsLaunch : public ::testing::Test {
     rig_.config.canais[0].pasta = folder_;
   }
   void Play(const std::string& instancias, const std::string& mode) {
-    ASSERT_TRUE(WriteIniValue(LauncherIniPath(), "Launcher", "Instancias", instancias));
-    ASSERT_TRUE(EnsureParentFolder(GameIniPath()));
-    ASSERT_TRUE(WriteIniValue(GameIniPath(), "/Script/Engine.GameUserSettings", "FullscreenMode", mode));
-    rig_.bridge.OnPageMessage(R"({"cmd":"jogar"})");
-    rig_.RunWorkers();
+    LaunchRig::SetInstancesAndMode(instancias, mode);
+    rig_.Play();
   }
   std::string Quoted() const { return "\"" + PathToUtf8(folder_ / "ORV2.exe") + "\""; }
 
@@ -251,7 +220,7 @@ TEST_F(WindowsLaunch, StartsEachInstanceQuotedInTheGameFolder) {
       if (entry.path().extension() == ".txt") std::filesystem::remove(entry.path());
     }
     rig_.clock.sleeps_ms.clear();
-    rig_.window.close_requests = 0;
+    rig_.window.calls.clear();
     Play(c.instancias, c.mode);
     const auto records = WaitForRecords(folder_, c.starts);
     ASSERT_EQ(records.size(), c.starts);
@@ -262,17 +231,17 @@ TEST_F(WindowsLaunch, StartsEachInstanceQuotedInTheGameFolder) {
     std::vector<std::uint32_t> sleeps(c.starts - 1, 3000);
     sleeps.push_back(500);
     EXPECT_EQ(rig_.clock.sleeps_ms, sleeps);
-    EXPECT_EQ(rig_.window.close_requests, 1);
+    EXPECT_EQ(rig_.window.CloseRequests(), 1);
   }
-  EXPECT_NE(LogText().find("] jogo aberto (4/4)\r\n"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("] jogo aberto (4/4)\r\n"), std::string::npos);
 }
 
 TEST_F(WindowsLaunch, EveryStartFailingLeavesTheLauncherOpen) {
   ASSERT_TRUE(WriteWholeFile(folder_ / "ORV2.exe", "isto nao e um programa"));
   Play("2", "1");
   EXPECT_EQ(rig_.clock.sleeps_ms, std::vector<std::uint32_t>{3000});
-  EXPECT_EQ(rig_.window.close_requests, 0);
-  const std::string log = LogText();
+  EXPECT_EQ(rig_.window.CloseRequests(), 0);
+  const std::string log = TakeLauncherLog();
   EXPECT_NE(log.find("] CreateProcess falhou: "), std::string::npos) << log;
   EXPECT_EQ(log.find("jogo aberto"), std::string::npos) << log;
 }
@@ -293,7 +262,7 @@ TEST_F(WindowsLaunch, AHeldFileKeepsTheUpdatePendingUntilReleased) {
   Play("1", "1");
   EXPECT_EQ(rig_.posted, std::vector<std::string>{"{\"tipo\":\"aviso\",\"texto\":\"Abrindo o jogo…\"}"});
   EXPECT_EQ(WaitForRecords(folder_, 1).size(), 1u);
-  EXPECT_EQ(rig_.window.close_requests, 1);
+  EXPECT_EQ(rig_.window.CloseRequests(), 1);
 }
 
 }  // namespace

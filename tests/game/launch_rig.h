@@ -1,6 +1,8 @@
 // A bridge with the game room behind it, fake window and runs, and recording seams for the launch.
 #pragma once
 
+#include <gtest/gtest.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <functional>
@@ -9,27 +11,15 @@
 
 #include "core/file_util.h"
 #include "core/launcher_config.h"
+#include "game/game_settings.h"
+#include "game/profile.h"
 #include "host/game_room_commands.h"
 #include "host/host_bridge.h"
 #include "support/fake_clock.h"
+#include "support/fake_host.h"
 #include "support/scoped_folders.h"
 
 namespace orv {
-
-class RecordingWindow final : public HostWindow {
- public:
-  void BeginDrag() override {}
-  void Minimize() override {}
-  void RequestClose() override { ++close_requests; }
-  std::filesystem::path PickFolder(const std::filesystem::path&) override { return {}; }
-  void OpenUrl(const std::string&) override {}
-  int close_requests = 0;
-};
-
-class NoRuns final : public RunStarter {
- public:
-  void Start(RunRequest) override {}
-};
 
 // Starts that succeed or fail as listed (the last answer repeats), recorded with their folder.
 class RecordingStarter final : public GameProcessStarter {
@@ -73,6 +63,18 @@ struct LaunchRig {
     state.clock = &clock;
   }
   [[nodiscard]] std::filesystem::path GameFolder() const { return config.canais.at(0).pasta; }
+  void InstallGame() const { ASSERT_TRUE(WriteWholeFile(JoinRelative(GameFolder(), "ORV2.exe"), "MZ")); }
+  // The launcher's instance count and the game's window mode, as a player's earlier save left them.
+  static void SetInstancesAndMode(const std::string& instancias, const std::string& mode) {
+    ASSERT_TRUE(WriteIniValue(LauncherIniPath(), "Launcher", "Instancias", instancias));
+    ASSERT_TRUE(EnsureParentFolder(GameIniPath()));
+    ASSERT_TRUE(WriteIniValue(GameIniPath(), "/Script/Engine.GameUserSettings", "FullscreenMode", mode));
+  }
+  // The page's "jogar" and the launch worker it starts.
+  void Play() {
+    bridge.OnPageMessage(R"({"cmd":"jogar"})");
+    RunWorkers();
+  }
   // Runs the launch workers started so far, as their threads would.
   void RunWorkers() {
     auto pending = std::move(workers);
@@ -84,8 +86,8 @@ struct LaunchRig {
   LauncherConfig config;
   EngineState state;
   FakeClock clock;
-  RecordingWindow window;
-  NoRuns runs;
+  FakeWindow window;
+  FakeRuns runs;
   RecordingStarter starter;
   FixedPrerequisites prerequisites;
   std::vector<std::function<void()>> workers;

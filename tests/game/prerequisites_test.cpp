@@ -7,8 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "core/file_util.h"
-#include "core/paths.h"
+#include "support/game_folder_view.h"
 #include "support/scoped_folders.h"
 
 namespace orv {
@@ -70,10 +69,6 @@ class InstallTest : public ::testing::Test {
     ASSERT_TRUE(WriteWholeFile(path, "instalador"));
   }
   [[nodiscard]] std::filesystem::path Script() const { return GetDataFolder() / "prereqs.cmd"; }
-  [[nodiscard]] std::string LogText() const {
-    std::string text;
-    return ReadWholeFile(GetDataFolder() / "launcher.log", text) ? text : std::string();
-  }
 
   ScopedFolders folders_;
   std::filesystem::path game_;
@@ -134,7 +129,7 @@ TEST_F(InstallTest, SuccessfulRunDeletesTheScriptAndLogsBeforeAndAfter) {
   EXPECT_EQ(system_.scripts[0], Script());
   EXPECT_EQ(system_.script_text, PrerequisiteScript(game_, kNone)) << "an earlier script is replaced";
   EXPECT_FALSE(PathExists(Script()));
-  const std::string log = LogText();
+  const std::string log = TakeLauncherLog();
   EXPECT_NE(log.find("] pre-requisitos: vc=0 gameinput=0, instalando\r\n"), std::string::npos) << log;
   EXPECT_NE(log.find("] pre-requisitos depois: vc=1 gameinput=1\r\n"), std::string::npos) << log;
 }
@@ -154,7 +149,7 @@ TEST_F(InstallTest, TheSecondCheckDecides) {
     EXPECT_EQ(error_, message);
     EXPECT_FALSE(PathExists(Script()));
   }
-  EXPECT_NE(LogText().find("] pre-requisitos depois: vc=1 gameinput=0\r\n"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("] pre-requisitos depois: vc=1 gameinput=0\r\n"), std::string::npos);
 }
 
 TEST_F(InstallTest, AStartThatFailsKeepsTheScriptAndLogsTheReason) {
@@ -164,7 +159,7 @@ TEST_F(InstallTest, AStartThatFailsKeepsTheScriptAndLogsTheReason) {
   EXPECT_FALSE(InstallPrerequisites(game_, error_, system_));
   EXPECT_EQ(error_, "a instalação foi cancelada na confirmação do Windows");
   EXPECT_TRUE(PathExists(Script()));
-  EXPECT_NE(LogText().find("] pre-requisitos: a instalação foi cancelada na confirmação do Windows\r\n"),
+  EXPECT_NE(TakeLauncherLog().find("] pre-requisitos: a instalação foi cancelada na confirmação do Windows\r\n"),
             std::string::npos);
   EXPECT_EQ(system_.next, 1u) << "no second check after a failed start";
 
@@ -172,7 +167,8 @@ TEST_F(InstallTest, AStartThatFailsKeepsTheScriptAndLogsTheReason) {
   system_.start_error = 2;
   EXPECT_FALSE(InstallPrerequisites(game_, error_, system_));
   EXPECT_EQ(error_, "não foi possível iniciar o instalador (2)");
-  EXPECT_NE(LogText().find("] pre-requisitos: não foi possível iniciar o instalador (2)\r\n"), std::string::npos);
+  EXPECT_NE(TakeLauncherLog().find("] pre-requisitos: não foi possível iniciar o instalador (2)\r\n"),
+            std::string::npos);
 }
 
 TEST_F(InstallTest, AnUnwritableScriptStopsBeforeAnyStart) {

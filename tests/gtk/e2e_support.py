@@ -58,6 +58,11 @@ class Server:
         self.www = os.path.join(state, "www")
         self.access_log = os.path.join(state, "nginx", "access.log")
 
+    def requests(self):
+        """The access log's lines so far."""
+        with open(self.access_log) as f:
+            return f.readlines()
+
     def close(self):
         subprocess.run([sys.executable, SERVERCTL, "stop", "nginx", "--state", self.state],
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
@@ -72,9 +77,9 @@ def publish(orvpack, build, channel, version):
                     "1.%d" % (version - 1)], check=True, stdout=subprocess.DEVNULL)
 
 
-def same_tree(expected, actual, ignore=(".orvlauncher",)):
-    """Differences between two folders, byte for byte (empty when they are the same)."""
-    done = subprocess.run(["diff", "-r"] + ["--exclude=" + name for name in ignore] + [expected, actual],
+def same_tree(expected, actual):
+    """Differences between two folders, byte for byte, the launcher's cache left out (empty when none)."""
+    done = subprocess.run(["diff", "-r", "--exclude=.orvlauncher", expected, actual],
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
     return done.stdout if done.returncode else ""
 
@@ -155,11 +160,11 @@ class Launcher:
         with open(self.opened_path) as f:
             return [line.strip() for line in f if line.strip()]
 
-    def windows(self, visible=True):
-        """The launcher's X windows with their names."""
-        args = ["xdotool", "search"] + (["--onlyvisible"] if visible else []) + ["--pid", str(self.process.pid)]
-        done = subprocess.run(args, env=self.env, stdout=subprocess.PIPE, text=True)
-        return [w for w in done.stdout.split() if w]
+    def windows(self):
+        """The launcher's visible X windows."""
+        done = subprocess.run(["xdotool", "search", "--onlyvisible", "--pid", str(self.process.pid)], env=self.env,
+                              stdout=subprocess.PIPE, text=True)
+        return done.stdout.split()
 
     def main_window(self, timeout=60):
         deadline = time.time() + timeout
@@ -175,6 +180,10 @@ class Launcher:
 
 def xdotool(env, *args):
     return subprocess.run(["xdotool", *args], env=env, check=True, stdout=subprocess.PIPE, text=True).stdout
+
+
+def xprop(env, window, *names):
+    return subprocess.run(["xprop", "-id", window, *names], env=env, stdout=subprocess.PIPE, text=True).stdout
 
 
 def window_geometry(env, window):
@@ -218,8 +227,7 @@ def write_gtest_xml(path, results):
     for name, error in results:
         if error:
             lines.append('<testcase name=%s status="run" result="completed"><failure message=%s>%s</failure>'
-                         '</testcase>' % (quoteattr(name), quoteattr(error.splitlines()[-1] if error else ""),
-                                          escape(error)))
+                         '</testcase>' % (quoteattr(name), quoteattr(error.splitlines()[-1]), escape(error)))
         else:
             lines.append('<testcase name=%s status="run" result="completed"/>' % quoteattr(name))
     lines += ["</testsuite>", "</testsuites>"]

@@ -10,21 +10,25 @@ import argparse
 import json
 import os
 import shutil
-import subprocess
 import sys
 import time
-import traceback
 import unittest
 import urllib.parse
 
 from e2e_support import (HERE, SOURCE, Display, Launcher, Server, differing_pixels, make_build, publish, same_tree,
-                         screenshot, wait_for, window_geometry, write_gtest_xml, xdotool)
+                         screenshot, wait_for, window_geometry, write_gtest_xml, xdotool, xprop)
 
 ARGS = None
+# The one channel of the tests that need no server: nobody answers on port 9.
+OFFLINE = [{"id": "oficial", "nome": "Oficial", "manifesto": "http://127.0.0.1:9/oficial/manifest.json"}]
+
+
+def channel_entry(server, channel_id, name):
+    return {"id": channel_id, "nome": name, "manifesto": "%s/%s/manifest.json" % (server.url, channel_id)}
 
 
 class LauncherTest(unittest.TestCase):
-    """Each test gets a display, a work folder and (through channel()) a server."""
+    """Each test gets a display, a work folder and (through serve()) a server."""
 
     def setUp(self):
         self.work = os.path.join(ARGS.work, self.id().split(".", 1)[1])
@@ -38,7 +42,7 @@ class LauncherTest(unittest.TestCase):
         self.addCleanup(server.close)
         return server
 
-    def launcher(self, channels, ui_folder=None):
+    def launcher(self, channels=OFFLINE, ui_folder=None):
         launcher = Launcher(self.work, ARGS.orvlauncher, self.display, channels, ui_folder)
 
         def stop():
@@ -49,11 +53,11 @@ class LauncherTest(unittest.TestCase):
         return launcher
 
     def builds(self, *versions):
-        folders = {}
-        for version in versions:
-            folders[version] = os.path.join(ARGS.work, "builds", "v%d" % version)
-            if not os.path.isdir(folders[version]):
-                make_build(version, folders[version])
+        """The demo builds of `versions`, made once per work folder."""
+        folders = {version: os.path.join(ARGS.work, "builds", "v%d" % version) for version in versions}
+        for version, folder in folders.items():
+            if not os.path.isdir(folder):
+                make_build(version, folder)
         return folders
 
 
@@ -62,16 +66,14 @@ class AutoMode(LauncherTest):
         builds = self.builds(1, 2)
         server = self.serve()
         channel = os.path.join(server.www, "oficial")
-        launcher = self.launcher([{"id": "oficial", "nome": "Oficial",
-                                   "manifesto": server.url + "/oficial/manifest.json"}])
+        launcher = self.launcher([channel_entry(server, "oficial", "Oficial")])
 
         publish(ARGS.orvpack, builds[1], channel, 1)
         self.assertEqual(launcher.run("--auto", timeout=120), 0)
         self.assertEqual(same_tree(builds[1], launcher.game), "")
 
         publish(ARGS.orvpack, builds[2], channel, 2)
-        with open(server.access_log) as f:
-            requests_before = len(f.readlines())
+        requests_before = len(server.requests())
         self.assertEqual(launcher.run("--auto", timeout=120), 0)
         self.assertEqual(same_tree(builds[2], launcher.game), "")
 
@@ -79,8 +81,7 @@ class AutoMode(LauncherTest):
         self.assertTrue(lines[-1].endswith("] --auto: fim"), lines[-3:])
         self.assertEqual(sum(1 for line in lines if line.endswith("iniciado (--auto)")), 2)
         # The second run fetched what changed, the pack file by its blocks, not the whole build again.
-        with open(server.access_log) as f:
-            second_run = f.readlines()[requests_before:]
+        second_run = server.requests()[requests_before:]
         self.assertTrue(any("\tbytes=" in line and "mundo.pak" in line for line in second_run), second_run)
         self.assertFalse(any("/Conteudo/Paks/mundo.pak\t" in line for line in second_run), second_run)
 
@@ -90,9 +91,7 @@ class PageBridge(LauncherTest):
     "abrir", whose links the stand-in browser records."""
 
     def test_strings_only_https_links_no_windows_no_menus_no_zoom(self):
-        launcher = self.launcher([{"id": "oficial", "nome": "Oficial",
-                                   "manifesto": "http://127.0.0.1:9/oficial/manifest.json"}],
-                                 ui_folder=os.path.join(HERE, "pagina_ponte"))
+        launcher = self.launcher(ui_folder=os.path.join(HERE, "pagina_ponte"))
         launcher.start()
         window = launcher.main_window()
         done = wait_for(lambda: "https://resultado.invalid/fim" in launcher.opened(), 30)
@@ -125,16 +124,14 @@ class PageBridge(LauncherTest):
 
 class Window(LauncherTest):
     def test_borderless_centred_titled_window_of_1100_by_640(self):
-        launcher = self.launcher([{"id": "oficial", "nome": "Oficial",
-                                   "manifesto": "http://127.0.0.1:9/oficial/manifest.json"}])
+        launcher = self.launcher()
         launcher.start()
         window = launcher.main_window()
         x, y, width, height = window_geometry(launcher.env, window)
         self.assertEqual((width, height), (1100, 640))
         self.assertEqual((x, y), ((1280 - 1100) // 2, (800 - 640) // 2))
         self.assertEqual(launcher.windows(), [window])
-        props = subprocess.run(["xprop", "-id", window, "_MOTIF_WM_HINTS", "_NET_WM_ICON", "WM_NORMAL_HINTS"],
-                               env=launcher.env, stdout=subprocess.PIPE, text=True).stdout
+        props = xprop(launcher.env, window, "_MOTIF_WM_HINTS", "_NET_WM_ICON", "WM_NORMAL_HINTS")
         self.assertIn("_MOTIF_WM_HINTS(_MOTIF_WM_HINTS) = 0x2, 0x0, 0x0", props)  # no decorations
         self.assertIn("_NET_WM_ICON(CARDINAL) = ", props)
         self.assertIn("program specified minimum size: 1100 by 640", props)
@@ -205,8 +202,7 @@ class PlayerSession(PageProbe):
         server = self.serve(limit_rate="400k")
         for channel in ("oficial", "teste"):
             publish(ARGS.orvpack, build, os.path.join(server.www, channel), 1)
-        launcher = self.launcher([{"id": "oficial", "nome": "Oficial", "manifesto": server.url + "/oficial/manifest.json"},
-                                  {"id": "teste", "nome": "Teste", "manifesto": server.url + "/teste/manifest.json"}],
+        launcher = self.launcher([channel_entry(server, "oficial", "Oficial"), channel_entry(server, "teste", "Teste")],
                                  ui_folder=self.page_with_probe())
         wine_folder, record = self.stand_in_wine()
         launcher.env["PATH"] = wine_folder + ":" + launcher.env["PATH"]
@@ -248,16 +244,14 @@ class PlayerSession(PageProbe):
                               "the pause did not show")
         self.assertEqual(page["principal"], "Atualizar")
         self.shot(launcher, window, "pausado")
-        with open(server.access_log) as f:
-            before_resume = len(f.readlines())
+        before_resume = len(server.requests())
 
         # Resume: ends in "Jogar", the folder is the build, and the download went on by ranges.
         self.click(launcher, window, page["caixas"]["principal"])
         page = self.wait_page(launcher, lambda p: p["principal"] == "Jogar", "the update did not finish", timeout=90)
         self.shot(launcher, window, "pronto")
         self.assertEqual(same_tree(build, launcher.game), "")
-        with open(server.access_log) as f:
-            resumed = f.readlines()[before_resume:]
+        resumed = server.requests()[before_resume:]
         self.assertTrue(any("\tbytes=" in line and "\t206\t" in line for line in resumed), resumed)
 
         # Settings: keyboard in the dialog, then the save button; the INI files hold the new values.
@@ -297,8 +291,7 @@ class Background(PageProbe):
         # fundo.mp4: 3 s of GStreamer's test pattern, MPEG-4 video in an MP4 file (11 KiB).
         page = self.page_with_probe()
         shutil.copy(os.path.join(HERE, "fundo.mp4"), page)
-        launcher = self.launcher([{"id": "oficial", "nome": "Oficial",
-                                   "manifesto": "http://127.0.0.1:9/oficial/manifest.json"}], ui_folder=page)
+        launcher = self.launcher(ui_folder=page)
         launcher.start()
         window = launcher.main_window()
         shown = self.wait_page(launcher, lambda p: p.get("video", {}).get("visivel"), "the video did not show", timeout=60)
@@ -318,9 +311,7 @@ class WindowCommands(PageProbe):
     press that started it; the folder text opens the desktop's folder chooser, owned by the window."""
 
     def start_probed(self):
-        launcher = self.launcher([{"id": "oficial", "nome": "Oficial",
-                                   "manifesto": "http://127.0.0.1:9/oficial/manifest.json"}],
-                                 ui_folder=self.page_with_probe())
+        launcher = self.launcher(ui_folder=self.page_with_probe())
         launcher.start()
         window = launcher.main_window()
         self.wait_page(launcher, lambda p: p.get("principal") == "Atualizar", "the page did not settle")
@@ -349,9 +340,7 @@ class WindowCommands(PageProbe):
                     xdotool(launcher.env, "getwindowname", w).strip() == "Pasta de instalação"]
         dialog = wait_for(chooser, 10)
         self.assertEqual(len(dialog), 1, "no folder chooser")
-        transient = subprocess.run(["xprop", "-id", dialog[0], "WM_TRANSIENT_FOR"], env=launcher.env,
-                                   stdout=subprocess.PIPE, text=True).stdout
-        self.assertIn(hex(int(window)), transient)  # owned by the launcher's window
+        self.assertIn(hex(int(window)), xprop(launcher.env, dialog[0], "WM_TRANSIENT_FOR"))  # owned by the launcher
         self.shot(launcher, dialog[0], "escolher-pasta")
         # Real key events go to the focused window (events sent to a window are ignored by GTK).
         xdotool(launcher.env, "windowfocus", "--sync", dialog[0])

@@ -13,34 +13,12 @@
 #include "core/paths.h"
 #include "host/page_messages.h"
 #include "host/run_thread.h"
+#include "support/fake_host.h"
 #include "support/scoped_folders.h"
 
 namespace orv {
 
 namespace {
-
-class FakeWindow final : public HostWindow {
- public:
-  void BeginDrag() override { calls.push_back("arrastar"); }
-  void Minimize() override { calls.push_back("minimizar"); }
-  void RequestClose() override { calls.push_back("fechar"); }
-  std::filesystem::path PickFolder(const std::filesystem::path& current) override {
-    calls.push_back("escolher");
-    picked_from = current;
-    return answer;
-  }
-  void OpenUrl(const std::string& url) override { calls.push_back("abrir " + url); }
-
-  std::vector<std::string> calls;
-  std::filesystem::path answer;
-  std::filesystem::path picked_from;
-};
-
-class FakeRuns final : public RunStarter {
- public:
-  void Start(RunRequest request) override { started.push_back(std::move(request)); }
-  std::vector<RunRequest> started;
-};
 
 class FakeGame final : public GameCommands {
  public:
@@ -55,12 +33,14 @@ class FakeGame final : public GameCommands {
   std::vector<std::int64_t> saved;
 };
 
-// A bridge over a configuration of `channels` channels, with fakes everywhere.
+// A bridge over the configuration `config_text`, with fakes everywhere; without a game room the
+// bridge gets the default GameCommands, as before the game room existed.
 struct BridgeRig {
-  explicit BridgeRig(const std::string& config_text, bool auto_mode = false)
+  explicit BridgeRig(const std::string& config_text, bool auto_mode = false, bool with_game = true)
       : config(LauncherConfigFromText(config_text, folders.root() / "Jogo")),
         bridge(
-            config, state, auto_mode, [this](const std::string& m) { posted.push_back(m); }, window, runs, game) {}
+            config, state, auto_mode, [this](const std::string& m) { posted.push_back(m); }, window, runs,
+            with_game ? static_cast<GameCommands&>(game) : no_game) {}
 
   ScopedFolders folders;
   LauncherConfig config;
@@ -68,6 +48,7 @@ struct BridgeRig {
   FakeWindow window;
   FakeRuns runs;
   FakeGame game;
+  GameCommands no_game;
   std::vector<std::string> posted;
   HostBridge bridge;
 };
@@ -256,19 +237,11 @@ TEST(HostBridge, GameCommandsReachTheGameRoom) {
 }
 
 TEST(HostBridge, WithoutAGameRoomItsCommandsAreDropped) {
-  ScopedFolders folders;
-  LauncherConfig config = LauncherConfigFromText("{}", folders.root().path());
-  EngineState state;
-  FakeWindow window;
-  FakeRuns runs;
-  GameCommands none;
-  std::vector<std::string> posted;
-  HostBridge bridge(
-      config, state, false, [&](const std::string& m) { posted.push_back(m); }, window, runs, none);
-  bridge.OnPageMessage(R"({"cmd":"jogar"})");
-  bridge.OnPageMessage(R"({"cmd":"config"})");
-  bridge.OnPageMessage(R"({"cmd":"salvarConfig","dados":{"resX":1}})");
-  EXPECT_TRUE(posted.empty());
+  BridgeRig rig("{}", false, /*with_game=*/false);
+  rig.bridge.OnPageMessage(R"({"cmd":"jogar"})");
+  rig.bridge.OnPageMessage(R"({"cmd":"config"})");
+  rig.bridge.OnPageMessage(R"({"cmd":"salvarConfig","dados":{"resX":1}})");
+  EXPECT_TRUE(rig.posted.empty());
 }
 
 TEST(RunThread, ClosesTheWindowForASwapOrInAutomaticMode) {
@@ -280,9 +253,7 @@ TEST(RunThread, ClosesTheWindowForASwapOrInAutomaticMode) {
   EXPECT_EQ(closes, 0);
   FinishRun(state, true, close);
   EXPECT_EQ(closes, 1);
-  std::string log;
-  ASSERT_TRUE(ReadWholeFile(GetDataFolder() / "launcher.log", log));
-  EXPECT_NE(log.find("] --auto: fim\r\n"), std::string::npos);
+  EXPECT_NE(ReadTestFile(GetDataFolder() / "launcher.log").find("] --auto: fim\r\n"), std::string::npos);
 
   state.swap_script_path = folders.root() / "troca.cmd";
   FinishRun(state, false, close);

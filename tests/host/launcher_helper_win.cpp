@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <string>
 
+#include "support/registry_win.h"
+
 namespace {
 
 std::wstring Folder(const std::wstring& path) { return path.substr(0, path.find_last_of(L'\\')); }
@@ -36,18 +38,6 @@ void Note(const std::wstring& path, const std::wstring& text) {
   }
 }
 
-bool SetValue(const wchar_t* key_path, const wchar_t* name, const std::wstring& value) {
-  HKEY key = nullptr;
-  if (RegCreateKeyExW(HKEY_CURRENT_USER, key_path, 0, nullptr, 0, KEY_SET_VALUE | KEY_WOW64_32KEY, nullptr, &key,
-                      nullptr) != ERROR_SUCCESS) {
-    return false;
-  }
-  const LSTATUS status = RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                                        static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-  RegCloseKey(key);
-  return status == ERROR_SUCCESS;
-}
-
 int Install(const std::wstring& folder) {
   Note(folder + L"\\instalador.txt", Arguments());
   if (Arguments() != L"/silent /install") return 2;
@@ -60,12 +50,7 @@ int Install(const std::wstring& folder) {
   const int length = MultiByteToWideChar(CP_UTF8, 0, buffer, static_cast<int>(size), runtime, 1023);
   const std::wstring runtime_folder(runtime, static_cast<size_t>(length));
   const std::wstring version = runtime_folder.substr(runtime_folder.find_last_of(L'\\') + 1);
-  const wchar_t* channel = L"{F3017226-FE2A-4295-8BDF-00C3A9A7E4C5}";
-  const bool ok =
-      SetValue((std::wstring(L"Software\\Microsoft\\EdgeUpdate\\ClientState\\") + channel).c_str(), L"EBWebView",
-               runtime_folder) &&
-      SetValue((std::wstring(L"Software\\Microsoft\\EdgeUpdate\\Clients\\") + channel).c_str(), L"pv", version);
-  return ok ? 0 : 4;
+  return orv::RegisterRuntimePerUser(runtime_folder, version) ? 0 : 4;
 }
 
 }  // namespace

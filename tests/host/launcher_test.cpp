@@ -27,7 +27,10 @@
 #include "core/paths.h"
 #include "host/game_room_commands.h"
 #include "host/page_messages.h"
+#include "support/fake_host.h"
+#include "support/game_folder_view.h"
 #include "support/noise_bytes.h"
+#include "support/registry_win.h"
 #include "support/temp_dir.h"
 #include "test_servers.h"
 #include "tools/orvpack/publish.h"
@@ -42,7 +45,7 @@ namespace fs = std::filesystem;
 using Files = std::map<std::string, std::string>;
 
 constexpr char kRuntimeVersion[] = "120.0.2210.91";
-constexpr wchar_t kStable[] = L"{F3017226-FE2A-4295-8BDF-00C3A9A7E4C5}";
+constexpr char kNowhere[] = "http://127.0.0.1:9/canal/manifest.json";
 
 fs::path FromEnvironment(const char* name) {
   const char* value = std::getenv(name);
@@ -77,31 +80,14 @@ bool WaitUntil(const std::function<bool()>& done, int milliseconds = 20000) {
   return true;
 }
 
-void SetUserValue(HKEY root, const std::wstring& path, const wchar_t* name, const std::wstring& value, REGSAM view) {
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyExW(root, path.c_str(), 0, nullptr, 0, KEY_SET_VALUE | view, nullptr, &key, nullptr),
-            ERROR_SUCCESS);
-  RegSetValueExW(key, name, 0, REG_SZ, reinterpret_cast<const BYTE*>(value.c_str()),
-                 static_cast<DWORD>((value.size() + 1) * sizeof(wchar_t)));
-  RegCloseKey(key);
-}
-
-void SetDword(HKEY root, const wchar_t* path, const wchar_t* name, DWORD value) {
-  HKEY key = nullptr;
-  ASSERT_EQ(RegCreateKeyExW(root, path, 0, nullptr, 0, KEY_SET_VALUE, nullptr, &key, nullptr), ERROR_SUCCESS);
-  RegSetValueExW(key, name, 0, REG_DWORD, reinterpret_cast<const BYTE*>(&value), sizeof(value));
-  RegCloseKey(key);
-}
-
-void ForgetRuntimes() {
-  for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-    for (REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
-      HKEY key = nullptr;
-      if (RegOpenKeyExW(root, nullptr, 0, KEY_ALL_ACCESS | view, &key) != ERROR_SUCCESS) continue;
-      RegDeleteTreeW(key, L"Software\\Microsoft\\EdgeUpdate");
-      RegCloseKey(key);
-    }
-  }
+// The window is `width` x `height` and centred on the primary screen.
+void ExpectCentred(HWND window, int width, int height) {
+  RECT rect{};
+  GetWindowRect(window, &rect);
+  EXPECT_EQ(rect.right - rect.left, width);
+  EXPECT_EQ(rect.bottom - rect.top, height);
+  EXPECT_EQ(rect.left, (GetSystemMetrics(SM_CXSCREEN) - width) / 2);
+  EXPECT_EQ(rect.top, (GetSystemMetrics(SM_CYSCREEN) - height) / 2);
 }
 
 fs::path LocalAppData() {
@@ -116,7 +102,7 @@ class LauncherTest : public ::testing::Test {
  protected:
   void SetUp() override {
     SetProcessDpiAwarenessContext(DPI_AWARENESS_CONTEXT_PER_MONITOR_AWARE_V2);
-    ForgetRuntimes();
+    DeleteKeyEverywhere(L"Software\\Microsoft\\EdgeUpdate");
     std::error_code ignored;
     fs::remove_all(data_, ignored);
     fs::create_directories(data_);
@@ -137,15 +123,12 @@ class LauncherTest : public ::testing::Test {
     }
   }
 
-  void RegisterRuntime() {
-    const std::wstring base = L"Software\\Microsoft\\EdgeUpdate\\";
-    SetUserValue(HKEY_CURRENT_USER, base + L"ClientState\\" + kStable, L"EBWebView", runtime_.wstring(),
-                 KEY_WOW64_32KEY);
-    SetUserValue(HKEY_CURRENT_USER, base + L"Clients\\" + kStable, L"pv", Utf8ToWideText(kRuntimeVersion),
-                 KEY_WOW64_32KEY);
+  // A registered runtime and launcher.json naming the channel `manifest_url` (by default one nobody
+  // serves, for tests of the window and the page alone).
+  void Prepare(const std::string& manifest_url = kNowhere) {
+    ASSERT_TRUE(RegisterRuntimePerUser(runtime_.wstring(), runtime_.filename().wstring()));
+    WriteLauncherJson(manifest_url);
   }
-  static std::wstring Utf8ToWideText(const std::string& text) { return PathFromUtf8(text).wstring(); }
-
   void WriteLauncherJson(const std::string& manifest_url) {
     WriteTestFile(app_ / "launcher.json", R"({"canais":[{"id":"teste","nome":"Teste","manifesto":)" +
                                               JsonQuote(manifest_url) + R"(}],"discord":"","site":""})");
@@ -160,6 +143,12 @@ class LauncherTest : public ::testing::Test {
                                &startup, &info));
     CloseHandle(info.hThread);
     process_ = info.hProcess;
+  }
+
+  // Starts the launcher and waits until the page is navigated to; false when it never is.
+  [[nodiscard]] bool StartPage(const std::wstring& arguments = L"") {
+    Start(arguments);
+    return WaitForCall("view.Navigate");
   }
 
   // The exit code, or -1 when the launcher is still running after `milliseconds`.
@@ -182,14 +171,8 @@ class LauncherTest : public ::testing::Test {
     return lines;
   }
   bool WaitForCall(const std::string& prefix, int milliseconds = 20000) const {
-    return WaitUntil(
-        [&] {
-          for (const std::string& line : Calls()) {
-            if (line.rfind(prefix, 0) == 0) return true;
-          }
-          return false;
-        },
-        milliseconds);
+    const auto made = [&](const std::string& line) { return line.rfind(prefix, 0) == 0; };
+    return WaitUntil([&] { return std::ranges::any_of(Calls(), made); }, milliseconds);
   }
   // What the launcher delivered to the page, in order.
   [[nodiscard]] std::vector<std::string> Delivered() const {
@@ -224,12 +207,16 @@ class LauncherTest : public ::testing::Test {
   void Page(const std::string& action) {
     const fs::path inbox = client_folder_ / "pagina";
     fs::create_directories(inbox);
-    char name[32];
-    std::snprintf(name, sizeof(name), "%04d", ++page_actions_);
-    WriteTestFile(inbox / (std::string(name) + ".tmp"), action);
-    fs::rename(inbox / (std::string(name) + ".tmp"), inbox / (std::string(name) + ".txt"));
+    const std::string name = std::to_string(1000 + ++page_actions_);  // taken in name order
+    WriteTestFile(inbox / (name + ".tmp"), action);
+    fs::rename(inbox / (name + ".tmp"), inbox / (name + ".txt"));
   }
   void Command(const std::string& json) { Page("texto:" + json); }
+  // The page's close button: the launcher ends normally.
+  void CloseFromPage() {
+    Command(R"({"cmd":"fechar"})");
+    EXPECT_EQ(WaitExit(), 0);
+  }
   // Starts a run as the page's main button does and returns how many messages came before it. The
   // final "estado" of a run goes out just before the run clears its busy flag, and a command that
   // arrives in between is dropped (as in the product): send it again until the run answers.
@@ -241,6 +228,13 @@ class LauncherTest : public ::testing::Test {
     }
     return seen;
   }
+  // The page's "pronto" (start-up and a verification) and its final "estado", or "".
+  std::string Ready() {
+    Command(R"({"cmd":"pronto"})");
+    return WaitForFinalEstado(0);
+  }
+  // An update from the page's main button and its final "estado", or "".
+  std::string UpdateFromPage() { return WaitForFinalEstado(RunFromPage(R"({"cmd":"atualizar"})")); }
 
   [[nodiscard]] std::string LogText() const { return ReadOr(data_ / "launcher.log"); }
 
@@ -261,11 +255,6 @@ class LauncherTest : public ::testing::Test {
     EXPECT_TRUE(PublishChannel(options, {}, nullptr, summary, error)) << error;
     return server.base_url + served.UrlPath("canal/manifest.json");
   }
-  void ExpectGameHolds(const Files& files) const {
-    for (const auto& [name, bytes] : files) {
-      EXPECT_EQ(ReadOr(JoinRelative(game_, name), "<ausente>"), bytes) << name;
-    }
-  }
 
   HWND MainWindowOfLauncher() const { return FindWindowW(L"OrvLauncher", L"Valdren"); }
 
@@ -282,18 +271,19 @@ class LauncherTest : public ::testing::Test {
 
 // The settings object as the game room reads it from this prefix's settings files.
 std::optional<std::string> SettingsOfTheGameRoom() {
-  struct NoWindow final : HostWindow {
-    void BeginDrag() override {}
-    void Minimize() override {}
-    void RequestClose() override {}
-    std::filesystem::path PickFolder(const std::filesystem::path&) override { return {}; }
-    void OpenUrl(const std::string&) override {}
-  } window;
+  FakeWindow window;
   EngineState state;
   GameRoomCommands game(
       state, [](const std::string&) {}, window);
   return game.SettingsJson();
 }
+
+// The page's files and the resources that carry them inside the executable.
+const std::pair<const wchar_t*, const char*> kPageFiles[] = {{L"UI_INDEX_HTML", "index.html"},
+                                                             {L"UI_APP_JS", "app.js"},
+                                                             {L"UI_ESTILO_CSS", "estilo.css"},
+                                                             {L"UI_ICONE_PNG", "icone.png"},
+                                                             {L"UI_LOGO_PNG", "logo.png"}};
 
 const Files kVersion1 = {{"jogo.exe", std::string(70000, 'a') + "v1"}, {"dados/mapa.pak", "mapa 1"}};
 const Files kVersion2 = {
@@ -306,12 +296,7 @@ TEST(LauncherExecutable, CarriesThePageFilesAnIconInSeveralSizesAndItsVersion) {
   HMODULE module = LoadLibraryExW(exe.c_str(), nullptr, LOAD_LIBRARY_AS_DATAFILE | LOAD_LIBRARY_AS_IMAGE_RESOURCE);
   ASSERT_NE(module, nullptr);
   const fs::path source = FromEnvironment("ORV_UI_DIR");
-  const std::pair<const wchar_t*, const char*> pages[] = {{L"UI_INDEX_HTML", "index.html"},
-                                                          {L"UI_APP_JS", "app.js"},
-                                                          {L"UI_ESTILO_CSS", "estilo.css"},
-                                                          {L"UI_ICONE_PNG", "icone.png"},
-                                                          {L"UI_LOGO_PNG", "logo.png"}};
-  for (const auto& [name, file] : pages) {
+  for (const auto& [name, file] : kPageFiles) {
     HRSRC found = FindResourceW(module, name, MAKEINTRESOURCEW(10));  // RT_RCDATA
     ASSERT_NE(found, nullptr) << file;
     const auto* bytes = static_cast<const char*>(LockResource(LoadResource(module, found)));
@@ -348,10 +333,8 @@ TEST(LauncherExecutable, CarriesThePageFilesAnIconInSeveralSizesAndItsVersion) {
 // ---- Start-up, the window and the browser chain
 
 TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
-  RegisterRuntime();
-  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate")) << LogText();
+  Prepare();
+  ASSERT_TRUE(StartPage()) << LogText();
 
   const std::string log = LogText();
   EXPECT_NE(log.find("] OrvLauncher 1.2.5 iniciado\r\n"), std::string::npos) << log;
@@ -360,12 +343,7 @@ TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
   // Borderless, 1100 x 640 at 96 DPI, centred on the primary screen.
   HWND window = MainWindowOfLauncher();
   ASSERT_NE(window, nullptr);
-  RECT rect{};
-  GetWindowRect(window, &rect);
-  EXPECT_EQ(rect.right - rect.left, 1100);
-  EXPECT_EQ(rect.bottom - rect.top, 640);
-  EXPECT_EQ(rect.left, (GetSystemMetrics(SM_CXSCREEN) - 1100) / 2);
-  EXPECT_EQ(rect.top, (GetSystemMetrics(SM_CYSCREEN) - 640) / 2);
+  ExpectCentred(window, 1100, 640);
   const auto style = static_cast<DWORD>(GetWindowLongW(window, GWL_STYLE));
   EXPECT_EQ(style & (WS_POPUP | WS_SYSMENU | WS_MINIMIZEBOX), DWORD{WS_POPUP | WS_SYSMENU | WS_MINIMIZEBOX});
   EXPECT_EQ(style & (WS_CAPTION | WS_THICKFRAME | WS_MAXIMIZEBOX), 0u);
@@ -395,22 +373,19 @@ TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
   for (const std::string& line : calls) {
     EXPECT_EQ(line.find("slot"), std::string::npos) << line;
     EXPECT_EQ(line.find("errado"), std::string::npos) << line;
-    if (next < expected.size() && line.rfind(expected[next], 0) == 0) ++next;
-  }
-  EXPECT_EQ(next, expected.size()) << "missing: " << (next < expected.size() ? expected[next] : "");
-  // The parent window's class carries an icon (the stand-in looks at it from inside the process).
-  EXPECT_TRUE(WaitForCall("ambiente.CreateCoreWebView2Controller pai=", 0));
-  for (const std::string& line : calls) {
+    // The parent window's class carries an icon (the stand-in looks at it from inside the process).
     if (line.rfind("ambiente.CreateCoreWebView2Controller", 0) == 0) {
       EXPECT_NE(line.find(" icone=1"), std::string::npos) << line;
     }
+    if (next < expected.size() && line.rfind(expected[next], 0) == 0) ++next;
   }
+  EXPECT_EQ(next, expected.size()) << "missing: " << (next < expected.size() ? expected[next] : "");
   EXPECT_EQ(client.right, 1100);
   EXPECT_EQ(client.bottom, 640);
 
   // The five page files were written out of the executable's resources.
   const fs::path source = FromEnvironment("ORV_UI_DIR");
-  for (const char* name : {"index.html", "app.js", "estilo.css", "icone.png", "logo.png"}) {
+  for (const auto& [resource, name] : kPageFiles) {
     EXPECT_EQ(ReadOr(data_ / "ui" / name, "<ausente>"), ReadOr(source / name)) << name;
   }
 
@@ -420,16 +395,14 @@ TEST_F(LauncherTest, StartsTheWindowAndTheBrowserChainAndServesThePage) {
   Page(R"(objeto:{"cmd":"fechar"})");
   ASSERT_TRUE(WaitForCall("pagina.objeto"));
   EXPECT_EQ(WaitExit(1500), -1);
-  Command(R"({"cmd":"fechar"})");
-  EXPECT_EQ(WaitExit(), 0);
+  CloseFromPage();
   // Controller and view were released at the end, controller first.
   const std::string all = ReadShared(client_folder_ / "chamadas.txt");
   EXPECT_NE(all.find("liberado controller\nliberado view\n"), std::string::npos) << all;
 }
 
 TEST_F(LauncherTest, AFailureAlongTheBrowserChainIsLoggedAndLeavesAnEmptyWindowThatCloses) {
-  RegisterRuntime();
-  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
+  Prepare();
   for (const std::string step : {"ambiente", "controller"}) {
     WriteTestFile(client_folder_ / "falhar.txt", step);
     fs::remove(data_ / "launcher.log");
@@ -445,39 +418,33 @@ TEST_F(LauncherTest, AFailureAlongTheBrowserChainIsLoggedAndLeavesAnEmptyWindowT
 }
 
 TEST_F(LauncherTest, WindowScalesWithTheSystemDpi) {
-  RegisterRuntime();
-  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
-  SetDword(HKEY_CURRENT_USER, L"Control Panel\\Desktop", L"LogPixels", 144);
+  Prepare();
+  SetRegistryNumber(HKEY_CURRENT_USER, L"Control Panel\\Desktop", L"LogPixels", 144);
   Start();
   const bool navigated = WaitForCall("view.Navigate");
-  SetDword(HKEY_CURRENT_USER, L"Control Panel\\Desktop", L"LogPixels", 96);
+  SetRegistryNumber(HKEY_CURRENT_USER, L"Control Panel\\Desktop", L"LogPixels", 96);
   ASSERT_TRUE(navigated);
   HWND window = MainWindowOfLauncher();
   ASSERT_NE(window, nullptr);
-  RECT rect{};
-  GetWindowRect(window, &rect);
-  EXPECT_EQ(rect.right - rect.left, 1650);
-  EXPECT_EQ(rect.bottom - rect.top, 960);
-  EXPECT_EQ(rect.left, (GetSystemMetrics(SM_CXSCREEN) - 1650) / 2);
-  EXPECT_EQ(rect.top, (GetSystemMetrics(SM_CYSCREEN) - 960) / 2);
+  ExpectCentred(window, 1650, 960);
   EXPECT_TRUE(WaitForCall("controller.put_Bounds 0 0 1650 960"));
   // The page's minimise button.
   Command(R"({"cmd":"minimizar"})");
   EXPECT_TRUE(WaitUntil([&] { return IsIconic(window) != FALSE; }, 5000));
-  Command(R"({"cmd":"fechar"})");
-  EXPECT_EQ(WaitExit(), 0);
+  CloseFromPage();
 }
 
 TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndSavesOnlyAChosenFolder) {
-  RegisterRuntime();
-  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
+  Prepare();
   const std::string chosen_before = ReadOr(data_ / "pastajogo.txt");
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
-  Command(R"({"cmd":"escolherPasta"})");
+  ASSERT_TRUE(StartPage());
   HWND picker = nullptr;
-  ASSERT_TRUE(WaitUntil(
-      [&] { return (picker = FindWindowW(nullptr, L"Selecione a pasta para instalar o Valdren")) != nullptr; }));
+  const auto open_picker = [&] {
+    Command(R"({"cmd":"escolherPasta"})");
+    return WaitUntil(
+        [&] { return (picker = FindWindowW(nullptr, L"Selecione a pasta para instalar o Valdren")) != nullptr; });
+  };
+  ASSERT_TRUE(open_picker());
   EXPECT_EQ(GetWindow(picker, GW_OWNER), MainWindowOfLauncher());
   PostMessageW(picker, WM_COMMAND, IDCANCEL, 0);
   ASSERT_TRUE(WaitUntil([&] { return !IsWindow(picker); }, 5000));
@@ -488,9 +455,7 @@ TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndSavesOnlyAChosenFolder) {
   // Chosen this time: saved, announced, and a verification of the new folder starts.
   const fs::path chosen = work_.path() / "outra pasta";
   fs::create_directories(chosen);
-  Command(R"({"cmd":"escolherPasta"})");
-  ASSERT_TRUE(WaitUntil(
-      [&] { return (picker = FindWindowW(nullptr, L"Selecione a pasta para instalar o Valdren")) != nullptr; }));
+  ASSERT_TRUE(open_picker());
   // The name box exists once the dialog has finished building itself.
   HWND name_box = nullptr;
   ASSERT_TRUE(WaitUntil([&] {
@@ -515,14 +480,13 @@ TEST_F(LauncherTest, FolderPickerIsOwnedByTheWindowAndSavesOnlyAChosenFolder) {
   EXPECT_EQ(messages[1], kAvisoPastaAtualizada);
   EXPECT_NE(messages[2].find(R"("tipo":"estado")"), std::string::npos);
   EXPECT_EQ(GameFolderFromText(ReadOr(data_ / "pastajogo.txt")), chosen);
-  Command(R"({"cmd":"fechar"})");
-  EXPECT_EQ(WaitExit(), 0);
+  CloseFromPage();
 }
 
 // ---- Without a runtime
 
 TEST_F(LauncherTest, WithoutARuntimeAsksOnceAndEndsWithCodeOne) {
-  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
+  WriteLauncherJson(kNowhere);
   Start(L"--autox");
   HWND box = nullptr;
   ASSERT_TRUE(WaitUntil([&] { return (box = FindWindowW(L"#32770", L"Valdren")) != nullptr; }));
@@ -540,41 +504,34 @@ TEST_F(LauncherTest, WithoutARuntimeAsksOnceAndEndsWithCodeOne) {
 }
 
 TEST_F(LauncherTest, InstallerBesideTheExecutableIsRunSilentlyAndTheLauncherGoesOn) {
-  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
+  WriteLauncherJson(kNowhere);
   fs::copy_file(FromEnvironment("ORV_TEST_HELPER"), app_ / "MicrosoftEdgeWebview2Setup.exe");
   WriteTestFile(app_ / "instalar.txt", PathToUtf8(runtime_));
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate")) << LogText();
+  ASSERT_TRUE(StartPage()) << LogText();
   EXPECT_EQ(ReadOr(app_ / "instalador.txt"), "/silent /install\n");
   EXPECT_EQ(LogText().find("] WebView2 "), std::string::npos);  // no version line after an install
-  Command(R"({"cmd":"fechar"})");
-  EXPECT_EQ(WaitExit(), 0);
+  CloseFromPage();
 }
 
 // ---- The page's files
 
 TEST_F(LauncherTest, ExtractedPageIsRewrittenAtEveryStartUnlessAUiFolderSitsBesideTheExecutable) {
-  RegisterRuntime();
-  WriteLauncherJson("http://127.0.0.1:9/canal/manifest.json");
+  Prepare();
   WriteTestFile(data_ / "ui" / "index.html", "mudado");
   WriteTestFile(data_ / "ui" / "fundo.mp4", "video");
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
+  ASSERT_TRUE(StartPage());
   EXPECT_EQ(ReadOr(data_ / "ui" / "index.html"), ReadOr(FromEnvironment("ORV_UI_DIR") / "index.html"));
   EXPECT_EQ(ReadOr(data_ / "ui" / "fundo.mp4"), "video");  // other files stay
-  Command(R"({"cmd":"fechar"})");
-  ASSERT_EQ(WaitExit(), 0);
+  CloseFromPage();
 
   fs::remove(client_folder_ / "chamadas.txt");
   WriteTestFile(app_ / "ui" / "index.html", "<p>propria</p>");
   WriteTestFile(data_ / "ui" / "index.html", "mudado de novo");
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
+  ASSERT_TRUE(StartPage());
   EXPECT_TRUE(
       WaitForCall("view.SetVirtualHostNameToFolderMapping app.orvlauncher.invalid " + PathToUtf8(app_ / "ui") + " 2"));
   EXPECT_EQ(ReadOr(data_ / "ui" / "index.html"), "mudado de novo");
-  Command(R"({"cmd":"fechar"})");
-  EXPECT_EQ(WaitExit(), 0);
+  CloseFromPage();
 }
 
 // ---- The conversation with the page and the runs
@@ -583,8 +540,7 @@ TEST_F(LauncherTest, ProntoGetsStartupAndTheVerificationThenAtualizarUpdatesTheG
   const TestServer nginx = NginxServer();
   ServedFolder served;
   const std::string url = Publish(nginx, served, kVersion1, "1.0");
-  RegisterRuntime();
-  WriteLauncherJson(url);
+  Prepare(url);
 
   // What the engine itself reports for this verification, on a twin of the game folder.
   std::vector<std::string> reference;
@@ -596,10 +552,8 @@ TEST_F(LauncherTest, ProntoGetsStartupAndTheVerificationThenAtualizarUpdatesTheG
   }
   ASSERT_FALSE(reference.empty());
 
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
-  Command(R"({"cmd":"pronto"})");
-  ASSERT_NE(WaitForFinalEstado(0), "");
+  ASSERT_TRUE(StartPage());
+  ASSERT_NE(Ready(), "");
   std::vector<std::string> expected = {
       R"({"tipo":"inicio","versaoLauncher":"1.2.5","canais":[{"id":"teste","nome":"Teste"}],"canal":0,"pasta":)" +
       JsonQuote(PathToUtf8(ChannelFolder(game_, 0, "Teste"))) + R"(,"discord":"","site":""})"};
@@ -613,28 +567,23 @@ TEST_F(LauncherTest, ProntoGetsStartupAndTheVerificationThenAtualizarUpdatesTheG
   EXPECT_NE(SettingsOfTheGameRoom()->find("\"resX\":1280"), std::string::npos);
 
   // Version 1, then version 2 published over it.
-  size_t seen = RunFromPage(R"({"cmd":"atualizar"})");
-  EXPECT_NE(WaitForFinalEstado(seen).find(R"("fase":"pronto")"), std::string::npos);
-  ExpectGameHolds(kVersion1);
+  EXPECT_NE(UpdateFromPage().find(R"("fase":"pronto")"), std::string::npos);
+  EXPECT_EQ(InstalledFiles(game_), kVersion1);
   Publish(nginx, served, kVersion2, "2.0");
-  seen = RunFromPage(R"({"cmd":"atualizar"})");
-  EXPECT_NE(WaitForFinalEstado(seen).find(R"("fase":"pronto")"), std::string::npos);
-  ExpectGameHolds(kVersion2);
+  EXPECT_NE(UpdateFromPage().find(R"("fase":"pronto")"), std::string::npos);
+  EXPECT_EQ(InstalledFiles(game_), kVersion2);
 
-  Command(R"({"cmd":"fechar"})");
-  EXPECT_EQ(WaitExit(), 0);
+  CloseFromPage();
 }
 
 TEST_F(LauncherTest, AutoModeUpdatesAndClosesByItself) {
   const TestServer nginx = NginxServer();
   ServedFolder served;
-  RegisterRuntime();
-  WriteLauncherJson(Publish(nginx, served, kVersion1, "1.0"));
-  Start(L"--auto");
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
+  Prepare(Publish(nginx, served, kVersion1, "1.0"));
+  ASSERT_TRUE(StartPage(L"--auto"));
   Command(R"({"cmd":"pronto"})");
   EXPECT_EQ(WaitExit(60000), 0);
-  ExpectGameHolds(kVersion1);
+  EXPECT_EQ(InstalledFiles(game_), kVersion1);
   const std::string log = LogText();
   EXPECT_NE(log.find("] OrvLauncher 1.2.5 iniciado (--auto)\r\n"), std::string::npos) << log;
   EXPECT_NE(log.find("] --auto: fim\r\n"), std::string::npos) << log;
@@ -645,8 +594,7 @@ TEST_F(LauncherTest, ClosingDuringARunEndsAtOnceAndTheNextRunResumes) {
   ServedFolder served;
   // Incompressible, so each comes whole (no .orvz variant).
   const Files files = {{"a.bin", NoiseBytes(200000, 1)}, {"b.bin", NoiseBytes(300000, 2)}};
-  RegisterRuntime();
-  WriteLauncherJson(Publish(fault, served, files, "1.0"));
+  Prepare(Publish(fault, served, files, "1.0"));
   const std::string a_path = served.UrlPath("canal/a.bin");
   const std::string b_path = served.UrlPath("canal/b.bin");
   // The second file stalls, so the player closes the window while its transfer is under way.
@@ -654,11 +602,9 @@ TEST_F(LauncherTest, ClosingDuringARunEndsAtOnceAndTheNextRunResumes) {
   std::string reason;
   ASSERT_EQ(FetchToMemory(fault.base_url + "/arm/1/stall/60000" + b_path, body, reason), 200) << reason;
 
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
-  Command(R"({"cmd":"pronto"})");
-  ASSERT_NE(WaitForFinalEstado(0).find(R"("fase":"desatualizado")"), std::string::npos);
-  size_t seen = RunFromPage(R"({"cmd":"atualizar"})");
+  ASSERT_TRUE(StartPage());
+  ASSERT_NE(Ready().find(R"("fase":"desatualizado")"), std::string::npos);
+  const size_t seen = RunFromPage(R"({"cmd":"atualizar"})");
   ASSERT_EQ(RequestsFor(fault, a_path, 1).size(), 1u);
   std::this_thread::sleep_for(std::chrono::milliseconds(1500));
   EXPECT_EQ(WaitForFinalEstado(seen, 0), "");  // still running
@@ -667,30 +613,22 @@ TEST_F(LauncherTest, ClosingDuringARunEndsAtOnceAndTheNextRunResumes) {
 
   // The next start finds the first file finished in the staging folder and fetches only the second.
   fs::remove(client_folder_ / "chamadas.txt");
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
-  Command(R"({"cmd":"pronto"})");
-  ASSERT_NE(WaitForFinalEstado(0), "");
-  seen = RunFromPage(R"({"cmd":"atualizar"})");
-  EXPECT_NE(WaitForFinalEstado(seen).find(R"("fase":"pronto")"), std::string::npos);
-  ExpectGameHolds(files);
+  ASSERT_TRUE(StartPage());
+  ASSERT_NE(Ready(), "");
+  EXPECT_NE(UpdateFromPage().find(R"("fase":"pronto")"), std::string::npos);
+  EXPECT_EQ(InstalledFiles(game_), files);
   EXPECT_EQ(RequestsFor(fault, a_path, 1).size(), 1u);
-  Command(R"({"cmd":"fechar"})");
-  EXPECT_EQ(WaitExit(), 0);
+  CloseFromPage();
 }
 
 TEST_F(LauncherTest, NewerLauncherIsSwappedInByTheScriptAfterTheWindowCloses) {
   const TestServer nginx = NginxServer();
   ServedFolder served;
-  RegisterRuntime();
   const fs::path helper = FromEnvironment("ORV_TEST_HELPER");
-  WriteLauncherJson(Publish(nginx, served, kVersion1, "1.0", helper));
-  Start();
-  ASSERT_TRUE(WaitForCall("view.Navigate"));
-  Command(R"({"cmd":"pronto"})");
-  ASSERT_NE(WaitForFinalEstado(0), "");
-  const size_t seen = RunFromPage(R"({"cmd":"atualizar"})");
-  EXPECT_NE(WaitForFinalEstado(seen).find(R"("fase":"reiniciar")"), std::string::npos);
+  Prepare(Publish(nginx, served, kVersion1, "1.0", helper));
+  ASSERT_TRUE(StartPage());
+  ASSERT_NE(Ready(), "");
+  EXPECT_NE(UpdateFromPage().find(R"("fase":"reiniciar")"), std::string::npos);
   // Not in automatic mode: the pending swap alone closes the window.
   EXPECT_EQ(WaitExit(), 0);
   ASSERT_TRUE(fs::exists(data_ / "troca.cmd"));
@@ -698,7 +636,7 @@ TEST_F(LauncherTest, NewerLauncherIsSwappedInByTheScriptAfterTheWindowCloses) {
   EXPECT_TRUE(WaitUntil([&] { return fs::exists(app_ / "novo-iniciado.txt"); }, 60000));
   EXPECT_EQ(ReadOr(exe_), ReadOr(helper));
   EXPECT_FALSE(fs::exists(app_ / "OrvLauncher.exe.novo"));
-  ExpectGameHolds(kVersion1);
+  EXPECT_EQ(InstalledFiles(game_), kVersion1);
 }
 
 }  // namespace

@@ -1,6 +1,6 @@
 // The runtime loader under Wine, against registry values each test writes into the private prefix
-// with reg.exe (per-machine values with /reg:32, as the vendor's installer puts them in the 32-bit
-// view), and the stand-in runtime's client library in test folders.
+// (per-machine values in the 32-bit view, where the vendor's installer puts them), and the stand-in
+// runtime's client library in test folders.
 #include <gtest/gtest.h>
 
 #include <windows.h>
@@ -12,6 +12,7 @@
 #include "core/paths.h"
 #include "host/webview2/com_ref.h"
 #include "host/webview2/runtime_loader.h"
+#include "support/registry_win.h"
 #include "support/temp_dir.h"
 
 namespace orv {
@@ -23,34 +24,6 @@ namespace fs = std::filesystem;
 constexpr wchar_t kStable[] = L"{F3017226-FE2A-4295-8BDF-00C3A9A7E4C5}";
 constexpr wchar_t kBeta[] = L"{2CD8A007-E189-409D-A2C8-9AF4EF3C72AA}";
 constexpr wchar_t kCanary[] = L"{65C35B14-6C1D-4122-AC46-7148CC9D6497}";
-
-// Runs reg.exe with `arguments` and waits for it; fails the test when reg.exe fails.
-void Reg(const std::wstring& arguments) {
-  std::wstring command = L"reg.exe " + arguments;
-  STARTUPINFOW startup{};
-  startup.cb = sizeof(startup);
-  PROCESS_INFORMATION process{};
-  // Under Wine a process start now and then fails while the prefix's services start: try again.
-  bool started = false;
-  DWORD error = 0;
-  for (int attempt = 0; attempt < 5 && !started; ++attempt) {
-    started = CreateProcessW(nullptr, command.data(), nullptr, nullptr, FALSE, CREATE_NO_WINDOW, nullptr, nullptr,
-                             &startup, &process) != FALSE;
-    if (!started) {
-      error = GetLastError();
-      Sleep(200);
-    }
-  }
-  ASSERT_TRUE(started) << "reg.exe did not start, error " << error;
-  WaitForSingleObject(process.hProcess, INFINITE);
-  DWORD code = 1;
-  GetExitCodeProcess(process.hProcess, &code);
-  CloseHandle(process.hThread);
-  CloseHandle(process.hProcess);
-  ASSERT_EQ(code, 0u) << "reg.exe " << std::string(arguments.begin(), arguments.end());
-}
-
-std::wstring Quoted(const std::wstring& text) { return L"\"" + text + L"\""; }
 
 // An installed runtime in a folder named after its version, with the stand-in library in place.
 fs::path MakeRuntimeFolder(const fs::path& root, const std::wstring& version) {
@@ -65,30 +38,18 @@ fs::path MakeRuntimeFolder(const fs::path& root, const std::wstring& version) {
 
 enum class Scope { kMachine32, kMachine64, kUser };
 
-std::wstring Root(Scope scope) { return scope == Scope::kUser ? L"HKCU" : L"HKLM"; }
-std::wstring View(Scope scope) { return scope == Scope::kMachine64 ? L" /reg:64" : L" /reg:32"; }
-
+// `folder` as the runtime of `channel`, with the version `pv` ("-": no version value at all).
 void Register(Scope scope, const wchar_t* channel, const fs::path& folder, const std::wstring& pv) {
-  const std::wstring base = Root(scope) + L"\\Software\\Microsoft\\EdgeUpdate\\";
-  Reg(L"add " + Quoted(base + L"ClientState\\" + channel) + L" /v EBWebView /t REG_SZ /d " + Quoted(folder.wstring()) +
-      L" /f" + View(scope));
+  const HKEY root = scope == Scope::kUser ? HKEY_CURRENT_USER : HKEY_LOCAL_MACHINE;
+  const REGSAM view = scope == Scope::kMachine64 ? KEY_WOW64_64KEY : KEY_WOW64_32KEY;
+  const std::wstring base = L"Software\\Microsoft\\EdgeUpdate\\";
+  ASSERT_TRUE(SetRegistryText(root, base + L"ClientState\\" + channel, L"EBWebView", folder.wstring(), view));
   if (pv != L"-") {
-    Reg(L"add " + Quoted(base + L"Clients\\" + channel) + L" /v pv /t REG_SZ /d " + Quoted(pv) + L" /f" + View(scope));
+    ASSERT_TRUE(SetRegistryText(root, base + L"Clients\\" + channel, L"pv", pv, view));
   }
 }
 
-void Policy(const std::wstring& root, const std::wstring& policy, const std::wstring& name, const std::wstring& type,
-            const std::wstring& value) {
-  Reg(L"add " + Quoted(root + L"\\Software\\Policies\\Microsoft\\Edge\\WebView2\\" + policy) + L" /v " + Quoted(name) +
-      L" /t " + type + L" /d " + Quoted(value) + L" /f");
-}
-
-void DeleteTree(HKEY root, const wchar_t* path, REGSAM view) {
-  HKEY key = nullptr;
-  if (RegOpenKeyExW(root, nullptr, 0, KEY_ALL_ACCESS | view, &key) != ERROR_SUCCESS) return;
-  RegDeleteTreeW(key, path);
-  RegCloseKey(key);
-}
+const std::wstring kPolicies = L"Software\\Policies\\Microsoft\\Edge\\WebView2";
 
 const char* const kVariables[] = {"WEBVIEW2_BROWSER_EXECUTABLE_FOLDER", "WEBVIEW2_USER_DATA_FOLDER",
                                   "WEBVIEW2_RELEASE_CHANNEL_PREFERENCE"};
@@ -99,12 +60,8 @@ class RuntimeLoaderTest : public ::testing::Test {
   void TearDown() override { Clean(); }
 
   static void Clean() {
-    for (HKEY root : {HKEY_LOCAL_MACHINE, HKEY_CURRENT_USER}) {
-      for (REGSAM view : {KEY_WOW64_32KEY, KEY_WOW64_64KEY}) {
-        DeleteTree(root, L"Software\\Microsoft\\EdgeUpdate", view);
-        DeleteTree(root, L"Software\\Policies\\Microsoft\\Edge\\WebView2", view);
-      }
-    }
+    DeleteKeyEverywhere(L"Software\\Microsoft\\EdgeUpdate");
+    DeleteKeyEverywhere(kPolicies.c_str());
     for (const char* name : kVariables) SetEnvironmentVariableA(name, nullptr);
   }
 
@@ -173,7 +130,7 @@ TEST_F(RuntimeLoaderTest, ChannelOrderComesBeforeInstallScopeAndCanBeReversed) {
   EXPECT_EQ(Found().version, L"120.0.0.1");
 
   // A policy for every executable reverses the order too, and outranks the variable.
-  Policy(L"HKCU", L"ReleaseChannelPreference", L"*", L"REG_DWORD", L"1");
+  ASSERT_TRUE(SetRegistryNumber(HKEY_CURRENT_USER, kPolicies + L"\\ReleaseChannelPreference", L"*", 1));
   EXPECT_EQ(Found().version, L"124.0.0.1");
 }
 
@@ -196,8 +153,8 @@ TEST_F(RuntimeLoaderTest, BrowserFolderFromVariableOrPolicyReplacesTheSearch) {
   // The policy for this executable's name wins over the variable; relative folders start beside it.
   const fs::path beside = GetModuleFolder() / L"runtime-teste";
   const fs::path relative = MakeRuntimeFolder(beside, L"118.1.2.3");
-  Policy(L"HKLM", L"BrowserExecutableFolder", GetModulePath().filename().wstring(), L"REG_SZ",
-         L"runtime-teste\\118.1.2.3");
+  ASSERT_TRUE(SetRegistryText(HKEY_LOCAL_MACHINE, kPolicies + L"\\BrowserExecutableFolder",
+                              GetModulePath().filename().c_str(), L"runtime-teste\\118.1.2.3"));
   runtime = Found();
   EXPECT_EQ(runtime.version, L"118.1.2.3");
   EXPECT_EQ(runtime.folder, relative.wstring());
@@ -208,7 +165,7 @@ TEST_F(RuntimeLoaderTest, UserDataFolderOverrides) {
   EXPECT_EQ(EffectiveUserDataFolder(L"C:\\dados"), L"C:\\dados");
   SetEnvironmentVariableW(L"WEBVIEW2_USER_DATA_FOLDER", L"C:\\variavel");
   EXPECT_EQ(EffectiveUserDataFolder(L"C:\\dados"), L"C:\\variavel");
-  Policy(L"HKCU", L"UserDataFolder", L"*", L"REG_SZ", L"C:\\politica");
+  ASSERT_TRUE(SetRegistryText(HKEY_CURRENT_USER, kPolicies + L"\\UserDataFolder", L"*", L"C:\\politica"));
   EXPECT_EQ(EffectiveUserDataFolder(L"C:\\dados"), L"C:\\politica");
 }
 
@@ -243,14 +200,7 @@ TEST_F(RuntimeLoaderTest, EnvironmentCompletesLaterThroughTheMessageLoop) {
   EXPECT_TRUE(got_environment);
   // The library is still loaded: it said it could not be unloaded while its objects live.
   EXPECT_NE(GetModuleHandleW((folder / L"EBWebView\\x64\\EmbeddedBrowserWebView.dll").c_str()), nullptr);
-  std::string calls_made;
-  {
-    FILE* file = _wfopen((folder / L"EBWebView\\x64\\chamadas.txt").c_str(), L"rb");
-    ASSERT_NE(file, nullptr);
-    char buffer[4096];
-    calls_made.assign(buffer, std::fread(buffer, 1, sizeof(buffer), file));
-    std::fclose(file);
-  }
+  const std::string calls_made = ReadTestFile(folder / L"EBWebView\\x64\\chamadas.txt");
   EXPECT_NE(calls_made.find("criar-ambiente checar=1 tipo=0 dados=C:\\udf-teste opcoes=nao\n"), std::string::npos)
       << calls_made;
   EXPECT_NE(calls_made.find("DllCanUnloadNow nao"), std::string::npos) << calls_made;

@@ -26,6 +26,7 @@
 #include <cstdio>
 #include <cstring>
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -250,25 +251,28 @@ Vtable StubTable(std::index_sequence<N...>) {
   return Vtable{reinterpret_cast<void*>(&Stub<static_cast<int>(N)>)...};
 }
 
-Vtable BaseTable() {
+template <class Method>
+void* AsSlot(Method method) {
+  return reinterpret_cast<void*>(method);
+}
+
+// IUnknown's three methods, `methods` by slot number, and a recording stub everywhere else.
+Vtable TableWith(std::initializer_list<std::pair<int, void*>> methods) {
   Vtable table = StubTable(std::make_index_sequence<kSlots>{});
-  table[0] = reinterpret_cast<void*>(&QueryInterfaceImpl);
-  table[1] = reinterpret_cast<void*>(&AddRefImpl);
-  table[2] = reinterpret_cast<void*>(&ReleaseImpl);
+  table[0] = AsSlot(&QueryInterfaceImpl);
+  table[1] = AsSlot(&AddRefImpl);
+  table[2] = AsSlot(&ReleaseImpl);
+  for (const auto& [slot, method] : methods) table[slot] = method;
   return table;
 }
 
 // ---- Calling the launcher's handlers (IUnknown + Invoke at slot 3)
 
-void HandlerAddRef(IUnknown* handler) { handler->AddRef(); }
-void HandlerRelease(IUnknown* handler) { handler->Release(); }
-HRESULT InvokeHandler(IUnknown* handler, HRESULT result, void* object) {
-  using Fn = HRESULT(STDMETHODCALLTYPE*)(IUnknown*, HRESULT, void*);
-  return reinterpret_cast<Fn>((*reinterpret_cast<void***>(handler))[3])(handler, result, object);
-}
-HRESULT InvokeEvent(IUnknown* handler, void* sender, void* args) {
-  using Fn = HRESULT(STDMETHODCALLTYPE*)(IUnknown*, void*, void*);
-  return reinterpret_cast<Fn>((*reinterpret_cast<void***>(handler))[3])(handler, sender, args);
+// A completion gets (result, object); an event handler gets (sender, arguments).
+template <class First, class Second>
+HRESULT Invoke(IUnknown* handler, First first, Second second) {
+  using Fn = HRESULT(STDMETHODCALLTYPE*)(IUnknown*, First, Second);
+  return reinterpret_cast<Fn>((*reinterpret_cast<void***>(handler))[3])(handler, first, second);
 }
 
 bool HandlerHasIid(IUnknown* handler, const GUID& iid) {
@@ -289,15 +293,27 @@ void Later(std::function<void()> work) {
   }
 }
 
-// The creation step a test asked to fail, from falhar.txt beside the library.
-bool ShouldFail(const char* step) {
-  std::string wanted;
-  if (FILE* file = _wfopen((g_folder + L"\\falhar.txt").c_str(), L"rb")) {
-    char buffer[64];
-    wanted.assign(buffer, std::fread(buffer, 1, sizeof(buffer), file));
+std::string ReadAll(const std::wstring& path) {
+  std::string content;
+  if (FILE* file = _wfopen(path.c_str(), L"rb")) {
+    char buffer[4096];
+    size_t n;
+    while ((n = std::fread(buffer, 1, sizeof(buffer), file)) > 0) content.append(buffer, n);
     std::fclose(file);
   }
-  return wanted.rfind(step, 0) == 0;
+  return content;
+}
+
+// Completes a creation later: the handler gets the object `make` builds, or E_FAIL and no object
+// when falhar.txt beside the library names `step`.
+void CompleteLater(IUnknown* handler, const char* step, std::function<Object*()> make) {
+  handler->AddRef();
+  Later([handler, step, make = std::move(make)] {
+    Object* made = ReadAll(g_folder + L"\\falhar.txt").rfind(step, 0) == 0 ? nullptr : make();
+    Invoke(handler, made != nullptr ? S_OK : E_FAIL, made);
+    if (made != nullptr) ReleaseImpl(made);
+    handler->Release();
+  });
 }
 
 // ---- Settings
@@ -311,23 +327,19 @@ HRESULT STDMETHODCALLTYPE PutSetting(Object* self, BOOL value) {
   Record(std::string(self->name) + "." + kNames[Slot - 10] + " " + std::to_string(value));
   return S_OK;
 }
-const Vtable& SettingsTable() {
-  static const Vtable table = [] {
-    Vtable t = BaseTable();
-    t[10] = reinterpret_cast<void*>(&PutSetting<10>);
-    t[12] = reinterpret_cast<void*>(&PutSetting<12>);
-    t[14] = reinterpret_cast<void*>(&PutSetting<14>);
-    t[18] = reinterpret_cast<void*>(&PutSetting<18>);
-    return t;
-  }();
-  return table;
-}
+const Vtable kSettingsTable = TableWith({{10, AsSlot(&PutSetting<10>)},
+                                         {12, AsSlot(&PutSetting<12>)},
+                                         {14, AsSlot(&PutSetting<14>)},
+                                         {18, AsSlot(&PutSetting<18>)}});
 
 // ---- Event arguments
 
+HRESULT STDMETHODCALLTYPE TryGetWebMessageAsString(Object* self, LPWSTR* out);
+const Vtable kMessageArgsTable = TableWith({{5, AsSlot(&TryGetWebMessageAsString)}});
+
 struct MessageArgs : Object {
   MessageArgs(std::wstring text, bool is_string)
-      : Object(nullptr, "mensagem", {kMessageArgs}), message(std::move(text)), string(is_string) {
+      : Object(&kMessageArgsTable, "mensagem", {kMessageArgs}), message(std::move(text)), string(is_string) {
     destroy = &DestroyAs<MessageArgs>;
   }
   std::wstring message;
@@ -344,31 +356,20 @@ HRESULT STDMETHODCALLTYPE TryGetWebMessageAsString(Object* self, LPWSTR* out) {
   std::memcpy(*out, args->message.c_str(), bytes);
   return S_OK;
 }
-const Vtable& MessageArgsTable() {
-  static const Vtable table = [] {
-    Vtable t = BaseTable();
-    t[5] = reinterpret_cast<void*>(&TryGetWebMessageAsString);
-    return t;
-  }();
-  return table;
-}
+
+HRESULT STDMETHODCALLTYPE PutHandled(Object* self, BOOL handled);
+const Vtable kNewWindowArgsTable = TableWith({{6, AsSlot(&PutHandled)}});
 
 struct NewWindowArgs : Object {
-  NewWindowArgs() : Object(nullptr, "novaJanela", {kNewWindowArgs}) { destroy = &DestroyAs<NewWindowArgs>; }
+  NewWindowArgs() : Object(&kNewWindowArgsTable, "novaJanela", {kNewWindowArgs}) {
+    destroy = &DestroyAs<NewWindowArgs>;
+  }
   BOOL handled = FALSE;
 };
 HRESULT STDMETHODCALLTYPE PutHandled(Object* self, BOOL handled) {
   static_cast<NewWindowArgs*>(self)->handled = handled;
   Record("novaJanela.put_Handled " + std::to_string(handled));
   return S_OK;
-}
-const Vtable& NewWindowArgsTable() {
-  static const Vtable table = [] {
-    Vtable t = BaseTable();
-    t[6] = reinterpret_cast<void*>(&PutHandled);
-    return t;
-  }();
-  return table;
 }
 
 // ---- The view (first, second and third versions in one vtable)
@@ -377,11 +378,11 @@ struct View;
 View* g_view = nullptr;  // the page plays into this view
 
 struct View : Object {
-  View() : Object(nullptr, "view", {kView, kView2, kView3}) { destroy = &DestroyAs<View>; }
+  View();
   ~View() {
     if (g_view == this) g_view = nullptr;
-    for (IUnknown* h : message_handlers) HandlerRelease(h);
-    for (IUnknown* h : window_handlers) HandlerRelease(h);
+    for (IUnknown* h : message_handlers) h->Release();
+    for (IUnknown* h : window_handlers) h->Release();
   }
   std::vector<IUnknown*> message_handlers;
   std::vector<IUnknown*> window_handlers;
@@ -391,8 +392,7 @@ struct View : Object {
 HRESULT STDMETHODCALLTYPE GetSettings(Object* self, Object** out) {
   if (!OnUiThread("view.get_Settings")) return RPC_E_WRONG_THREAD;
   Record(std::string(self->name) + ".get_Settings");
-  auto* settings = new Object(&SettingsTable(), "settings", {kSettings});
-  *out = settings;
+  *out = new Object(&kSettingsTable, "settings", {kSettings});
   return S_OK;
 }
 HRESULT STDMETHODCALLTYPE Navigate(Object* self, LPCWSTR uri) {
@@ -417,7 +417,7 @@ HRESULT AddHandler(std::vector<IUnknown*>& list, IUnknown* handler, EventRegistr
   if (!OnUiThread(what)) return RPC_E_WRONG_THREAD;
   if (handler == nullptr || token == nullptr) return E_POINTER;
   Record(std::string(what) + (HandlerHasIid(handler, iid) ? "" : " iid-errado"));
-  HandlerAddRef(handler);
+  handler->AddRef();
   list.push_back(handler);
   token->value = static_cast<__int64>(list.size());
   return S_OK;
@@ -435,28 +435,25 @@ HRESULT STDMETHODCALLTYPE SetVirtualHostNameToFolderMapping(Object*, LPCWSTR hos
   Record("view.SetVirtualHostNameToFolderMapping " + Utf8(host) + " " + Utf8(folder) + " " + std::to_string(kind));
   return S_OK;
 }
-const Vtable& ViewTable() {
-  static const Vtable table = [] {
-    Vtable t = BaseTable();
-    t[3] = reinterpret_cast<void*>(&GetSettings);
-    t[5] = reinterpret_cast<void*>(&Navigate);
-    t[32] = reinterpret_cast<void*>(&PostWebMessageAsJson);
-    t[34] = reinterpret_cast<void*>(&AddWebMessageReceived);
-    t[44] = reinterpret_cast<void*>(&AddNewWindowRequested);
-    t[71] = reinterpret_cast<void*>(&SetVirtualHostNameToFolderMapping);
-    return t;
-  }();
-  return table;
-}
+const Vtable kViewTable = TableWith({{3, AsSlot(&GetSettings)},
+                                     {5, AsSlot(&Navigate)},
+                                     {32, AsSlot(&PostWebMessageAsJson)},
+                                     {34, AsSlot(&AddWebMessageReceived)},
+                                     {44, AsSlot(&AddNewWindowRequested)},
+                                     {71, AsSlot(&SetVirtualHostNameToFolderMapping)}});
+View::View() : Object(&kViewTable, "view", {kView, kView2, kView3}) { destroy = &DestroyAs<View>; }
 
 // ---- Controller
 
+HRESULT STDMETHODCALLTYPE PutBounds(Object* self, RECT bounds);
+HRESULT STDMETHODCALLTYPE GetCoreWebView2(Object* self, Object** out);
+const Vtable kControllerTable = TableWith({{6, AsSlot(&PutBounds)}, {25, AsSlot(&GetCoreWebView2)}});
+
 struct Controller : Object {
-  Controller() : Object(nullptr, "controller", {kController}) { destroy = &DestroyAs<Controller>; }
+  Controller() : Object(&kControllerTable, "controller", {kController}) { destroy = &DestroyAs<Controller>; }
   ~Controller() {
     if (view != nullptr) ReleaseImpl(view);
   }
-  HWND parent = nullptr;
   HWND child = nullptr;
   View* view = nullptr;
 };
@@ -471,10 +468,6 @@ HRESULT STDMETHODCALLTYPE PutBounds(Object* self, RECT bounds) {
   }
   return S_OK;
 }
-HRESULT STDMETHODCALLTYPE CloseController(Object*) {
-  Record("controller.Close");
-  return S_OK;
-}
 HRESULT STDMETHODCALLTYPE GetCoreWebView2(Object* self, Object** out) {
   if (!OnUiThread("controller.get_CoreWebView2")) return RPC_E_WRONG_THREAD;
   if (out == nullptr) return E_POINTER;
@@ -483,16 +476,6 @@ HRESULT STDMETHODCALLTYPE GetCoreWebView2(Object* self, Object** out) {
   AddRefImpl(controller->view);
   *out = controller->view;
   return S_OK;
-}
-const Vtable& ControllerTable() {
-  static const Vtable table = [] {
-    Vtable t = BaseTable();
-    t[6] = reinterpret_cast<void*>(&PutBounds);
-    t[24] = reinterpret_cast<void*>(&CloseController);
-    t[25] = reinterpret_cast<void*>(&GetCoreWebView2);
-    return t;
-  }();
-  return table;
 }
 
 // ---- Environment
@@ -506,36 +489,17 @@ HRESULT STDMETHODCALLTYPE CreateController(Object*, HWND parent, IUnknown* handl
                 static_cast<void*>(parent), GetClassLongPtrW(parent, GCLP_HICON) != 0 ? 1 : 0,
                 HandlerHasIid(handler, kControllerCompleted) ? "" : " iid-errado");
   Record(line);
-  HandlerAddRef(handler);
-  Later([parent, handler] {
-    if (ShouldFail("controller")) {
-      InvokeHandler(handler, E_FAIL, nullptr);
-      HandlerRelease(handler);
-      return;
-    }
+  CompleteLater(handler, "controller", [parent] {
     auto* controller = new Controller();
-    controller->vtable = &ControllerTable();
-    controller->parent = parent;
     // The browser's own child window, which the bounds move.
     controller->child = CreateWindowExW(0, L"STATIC", L"", WS_CHILD | WS_VISIBLE, 0, 0, 0, 0, parent, nullptr,
                                         GetModuleHandleW(nullptr), nullptr);
-    controller->view = new View();
-    controller->view->vtable = &ViewTable();
-    g_view = controller->view;
-    InvokeHandler(handler, S_OK, controller);
-    ReleaseImpl(controller);
-    HandlerRelease(handler);
+    controller->view = g_view = new View();
+    return controller;
   });
   return S_OK;
 }
-const Vtable& EnvironmentTable() {
-  static const Vtable table = [] {
-    Vtable t = BaseTable();
-    t[3] = reinterpret_cast<void*>(&CreateController);
-    return t;
-  }();
-  return table;
-}
+const Vtable kEnvironmentTable = TableWith({{3, AsSlot(&CreateController)}});
 
 // ---- The page's script
 
@@ -553,27 +517,19 @@ void PlayPage() {
   FindClose(search);
   std::sort(names.begin(), names.end());
   for (const std::wstring& name : names) {
-    std::string content;
-    if (FILE* file = _wfopen((inbox + name).c_str(), L"rb")) {
-      char buffer[4096];
-      size_t n;
-      while ((n = std::fread(buffer, 1, sizeof(buffer), file)) > 0) content.append(buffer, n);
-      std::fclose(file);
-    }
+    const std::string content = ReadAll(inbox + name);
     DeleteFileW((inbox + name).c_str());
     AddRefImpl(view);
     if (content.rfind("texto:", 0) == 0 || content.rfind("objeto:", 0) == 0) {
       const bool is_string = content[0] == 't';
       auto* args = new MessageArgs(Wide(content.substr(is_string ? 6 : 7)), is_string);
-      args->vtable = &MessageArgsTable();
       Record(std::string("pagina.") + (is_string ? "texto " : "objeto ") + content.substr(is_string ? 6 : 7));
-      for (IUnknown* handler : view->message_handlers) InvokeEvent(handler, view, args);
+      for (IUnknown* handler : view->message_handlers) Invoke<void*, void*>(handler, view, args);
       ReleaseImpl(args);
     } else if (content.rfind("janela:", 0) == 0) {
       auto* args = new NewWindowArgs();
-      args->vtable = &NewWindowArgsTable();
       Record("pagina.janela " + content.substr(7));
-      for (IUnknown* handler : view->window_handlers) InvokeEvent(handler, view, args);
+      for (IUnknown* handler : view->window_handlers) Invoke<void*, void*>(handler, view, args);
       Record(std::string("pagina.janela tratada=") + (args->handled ? "1" : "0"));
       ReleaseImpl(args);
     }
@@ -631,18 +587,7 @@ extern "C" __declspec(dllexport) HRESULT STDAPICALLTYPE
   } else if (!OnUiThread("criar-ambiente")) {
     return RPC_E_WRONG_THREAD;
   }
-  HandlerAddRef(handler);
-  Later([handler] {
-    if (ShouldFail("ambiente")) {
-      InvokeHandler(handler, E_FAIL, nullptr);
-      HandlerRelease(handler);
-      return;
-    }
-    auto* environment = new Object(&EnvironmentTable(), "ambiente", {kEnvironment});
-    InvokeHandler(handler, S_OK, environment);
-    ReleaseImpl(environment);
-    HandlerRelease(handler);
-  });
+  CompleteLater(handler, "ambiente", [] { return new Object(&kEnvironmentTable, "ambiente", {kEnvironment}); });
   return S_OK;
 }
 
