@@ -14,6 +14,7 @@
 #include "core/json.h"
 #include "core/paths.h"
 #include "support/fake_clock.h"
+#include "support/game_folder_view.h"
 #include "support/noise_bytes.h"
 #include "support/scoped_folders.h"
 #include "support/test_channel.h"
@@ -44,12 +45,6 @@ std::string Estado(const std::string& fase, const std::string& texto, int atual,
 
 const std::string kSearching = Estado("verificando", "Buscando atualizações…", 0, 0, 0, 0, "");
 
-std::string LogText() {
-  std::string text;
-  (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
-  return text;
-}
-
 // Manifest entries changed the ways a test needs: variant sizes that were never published, a
 // digest that is not the file's.
 ManifestEntry Compressed(ManifestEntry entry, std::uint64_t z_tamanho) {
@@ -67,11 +62,7 @@ ManifestEntry WithDigest(ManifestEntry entry, const std::string& sha256) {
   return entry;
 }
 LauncherEntry Launcher(const std::string& versao, const std::string& sha256) {
-  LauncherEntry launcher;
-  launcher.present = true;
-  launcher.versao = versao;
-  launcher.sha256 = sha256;
-  return launcher;
+  return LauncherEntry{.present = true, .versao = versao, .sha256 = sha256};
 }
 
 class VerifyRun : public ::testing::Test {
@@ -226,14 +217,14 @@ TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
     served_.Put("manifest.json", bad);
     EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("erro", unavailable, 0, 0, 0, 0, "")})) << bad;
   }
-  EXPECT_NE(LogText().find("] manifesto " + url + ": JSON invalido\r\n"), std::string::npos);
+  EXPECT_NE(LauncherLog().find("] manifesto " + url + ": JSON invalido\r\n"), std::string::npos);
   // Not there at all: the transfer's reason.
   channel_.manifesto = nginx_.base_url + served_.UrlPath("sumiu.json");
   EXPECT_EQ(Verify(), (std::vector<std::string>{
                           kSearching,
                           Estado("erro", "Servidor de atualização indisponível (HTTP 404).", 0, 0, 0, 0, ""),
                       }));
-  EXPECT_NE(LogText().find("] manifesto " + channel_.manifesto + ": HTTP 404\r\n"), std::string::npos);
+  EXPECT_NE(LauncherLog().find("] manifesto " + channel_.manifesto + ": HTTP 404\r\n"), std::string::npos);
   channel_.manifesto = url;
 
   // Entries that would leave the game folder or carry a malformed digest count nowhere. Beside the
@@ -268,7 +259,7 @@ TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
                       }));
   // An uppercase digest never matches, also when the cache answers for the file.
   EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, due}));
-  const std::string log = LogText();
+  const std::string log = LauncherLog();
   for (const char* skipped : {"../fora.txt", "x:y.txt", "/abs.txt", "\\abs.txt", "curto.txt"}) {
     EXPECT_NE(log.find(std::string("] entrada ignorada: ") + skipped + "\r\n"), std::string::npos) << skipped;
   }
@@ -288,6 +279,7 @@ TEST_F(VerifyRun, DamagedJournalBlocksTheRunUntilRemovedByHand) {
   }
   EXPECT_EQ(ReadTestFile(JournalPath(game_)), truncated);
   EXPECT_EQ(ReadTestFile(JoinRelative(StagingFolder(game_), "a.txt")), "novo");
+  EXPECT_FALSE(fs::exists(Installed("a.txt")));
   EXPECT_TRUE(RequestsFor(nginx_, served_.UrlPath("manifest.json"), 0).empty());
 
   // Gone: an empty file list without versions is current, with zero counters and "?" versions.
