@@ -247,19 +247,6 @@ TEST_F(HostileServer, EntriesAimedAtTheLaunchersOwnFilesAreIgnored) {
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
 }
 
-// Deep nesting in the manifest and in a hash cache left on disk: the first is an invalid manifest,
-// the second an empty cache.
-TEST_F(HostileServer, DeeplyNestedJsonIsRefusedWithoutACrash) {
-  const std::string nested(1 << 20, '[');
-  served_.Put("manifest.json", nested);
-  EXPECT_EQ(Last(nginx_), "erro|Servidor de atualização indisponível (manifesto inválido).");
-  const std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(20000, 91)}};
-  Install(v2);
-  Publish(v2);
-  WriteTestFile(game_ / ".orvlauncher" / "hashes.json", std::string(1 << 20, '[') + std::string(1 << 20, ']'));
-  EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
-}
-
 // Names that mean something in a URL arrive under their own names, from a channel that orvpack
 // published. Windows cannot hold "que?.txt": there the entry fails cleanly and installs nothing.
 TEST_F(HostileServer, FileNamesWithUrlCharactersArrive) {

@@ -266,30 +266,6 @@ TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
   EXPECT_EQ(ReadTestFile(small_target), "poucos bytes");
 }
 
-TEST_F(HttpClient, ADownloadCutMidwayResumesToTheSameBytes) {
-  const std::string content = NoiseBytes(1 << 20);
-  const std::string path = served_.Put("jogo.pak", content);
-  // The next request for this file breaks off after 100000 bytes; the one after is served plainly.
-  std::string armed;
-  ASSERT_EQ(FetchToMemory(fault_.base_url + "/arm/1/cut/100000" + path, armed, reason_), 200) << reason_;
-  const std::string url = fault_.base_url + path;
-  const auto target = local_ / "jogo.pak";
-  EXPECT_FALSE(DownloadToFile(url, target, {}, nullptr, reason_));
-  EXPECT_EQ(reason_.rfind("conexao caiu (", 0), 0u) << reason_;
-  const std::int64_t partial = FileSizeOf(target);
-  EXPECT_LE(partial, 100000);
-
-  ASSERT_TRUE(DownloadToFile(url, target, {}, nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-  const auto requests = RequestsFor(fault_, path, 2);
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[0].range, "-");
-  if (partial > 0) {
-    EXPECT_EQ(requests[1].range, "bytes=" + std::to_string(partial) + "-");
-    EXPECT_EQ(requests[1].status, 206);
-  }
-}
-
 TEST_F(HttpClient, RedirectsAndUnsafeCharactersBehaveAlike) {
   const std::string content = NoiseBytes(3000);
   const std::string path = served_.Put("com espaco.pak", content);
