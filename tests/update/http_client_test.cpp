@@ -67,61 +67,44 @@ TEST_F(HttpClient, FetchToMemoryReadsTheWholeBodyWithoutCaching) {
   EXPECT_EQ(reason_, "HTTP 500");
 }
 
-TEST_F(HttpClient, DownloadWithoutAPartialFileSendsNoRange) {
-  const std::string content = NoiseBytes(1000003);
-  const std::string path = served_.Put("jogo.pak", content);
-  const auto target = local_ / "novo/pasta/jogo.pak";  // parents are made
-  ChunkLog progress;
-  ASSERT_TRUE(DownloadToFile(nginx_.base_url + path, target, progress.Callback(), nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-  EXPECT_EQ(progress.Total(), content.size());
-  EXPECT_LE(progress.Largest(), kReadBuffer);
-
-  // An empty file counts as absent: no Range either, and it is simply rewritten.
-  WriteTestFile(target, "");
-  ASSERT_TRUE(DownloadToFile(nginx_.base_url + path, target, {}, nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-
-  const auto requests = RequestsFor(nginx_, path, 2);
-  ASSERT_EQ(requests.size(), 2u);
-  for (const AccessEntry& r : requests) {
-    EXPECT_EQ(r.status, 200);
-    EXPECT_EQ(r.range, "-");
-    EXPECT_EQ(r.cache_control, "-");
-    EXPECT_EQ(r.user_agent, "OrvLauncher/1.2.5");
-  }
-}
-
-// A partial file asks for the rest; what the server answers decides what becomes of it: 206, the
-// rest appended; 416 (the partial file is as long as the remote one), the file left whole and
-// alone, even when its bytes differ; 200 (Range ignored), the download restarts from byte 0.
-TEST_F(HttpClient, DownloadWithAPartialFileAsksForTheRest) {
-  const std::string content = NoiseBytes(1 << 20);
+// What a download asks for depends on the file already there, and the answer decides what becomes
+// of it. None, or an empty one: no Range, the whole file (parents made). A partial one: the rest;
+// 206 appends it; 416 (as long as the remote file) leaves the file whole and alone, even when its
+// bytes differ; 200 (Range ignored) restarts from byte 0.
+TEST_F(HttpClient, DownloadAsksForWhatTheLocalFileLacks) {
+  const std::string content = NoiseBytes((1 << 20) + 3);
   const struct {
     const char* server;
-    std::string local;  // the partial file before the call
+    const char* local_kind;
+    std::string local;  // the file before the call
     int status;
-  } cases[] = {{"", content.substr(0, 300000), 206},
-               {"", NoiseBytes(content.size(), 7), 416},
-               {"/norange", std::string(5000, 'x'), 200}};  // not even the right prefix
+  } cases[] = {{"", "none", "", 200},
+               {"", "empty", "", 200},
+               {"", "prefix", content.substr(0, 300000), 206},
+               {"", "as-long", NoiseBytes(content.size(), 7), 416},
+               {"/norange", "wrong-prefix", std::string(5000, 'x'), 200}};
   for (const auto& c : cases) {
-    SCOPED_TRACE(c.status);
-    const std::string path = served_.Put("jogo" + std::to_string(c.status) + ".pak", content);
-    const std::string base = c.server[0] == '\0' ? nginx_.base_url : fault_.base_url + c.server;
-    const auto target = local_ / "jogo.pak";
-    WriteTestFile(target, c.local);
+    SCOPED_TRACE(c.local_kind);
+    const std::string path = served_.Put(std::string(c.local_kind) + ".pak", content);
+    const bool on_nginx = c.server[0] == '\0';
+    const auto target = local_ / c.local_kind / "jogo.pak";
+    if (c.local_kind != std::string("none")) WriteTestFile(target, c.local);
     ChunkLog progress;
     reason_ = "intocado";
-    EXPECT_TRUE(DownloadToFile(base + path, target, progress.Callback(), nullptr, reason_));
+    EXPECT_TRUE(DownloadToFile((on_nginx ? nginx_.base_url : fault_.base_url + c.server) + path, target,
+                               progress.Callback(), nullptr, reason_));
     EXPECT_EQ(reason_, "intocado");  // success leaves the reason alone
     const bool kept = c.status == 416;
     EXPECT_EQ(ReadTestFile(target), kept ? c.local : content);
     EXPECT_EQ(progress.Total(), c.status == 206 ? content.size() - c.local.size() : kept ? 0 : content.size());
     EXPECT_EQ(progress.chunks.empty(), kept);
-    const auto requests = RequestsFor(c.server[0] == '\0' ? nginx_ : fault_, c.server + path);
+    EXPECT_LE(progress.Largest(), kReadBuffer);
+    const auto requests = RequestsFor(on_nginx ? nginx_ : fault_, c.server + path);
     ASSERT_EQ(requests.size(), 1u);
-    EXPECT_EQ(requests[0].range, "bytes=" + std::to_string(c.local.size()) + "-");
+    EXPECT_EQ(requests[0].range, c.local.empty() ? "-" : "bytes=" + std::to_string(c.local.size()) + "-");
     EXPECT_EQ(requests[0].status, c.status);
+    EXPECT_EQ(requests[0].cache_control, "-");
+    EXPECT_EQ(requests[0].user_agent, "OrvLauncher/1.2.5");
   }
 }
 
