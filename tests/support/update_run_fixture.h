@@ -1,4 +1,4 @@
-// Whole update runs ("atualizar") end to end: a channel published with the project's own writers into
+// Whole update and verification runs end to end: a channel published with the project's own writers into
 // a folder that nginx and the fault server both serve (CTest fixtures http_nginx and http_fault), a
 // game folder, and what a run leaves behind: the "estado" messages, the log, the servers' requests
 // and the folder's bytes. Time is a FakeClock that moves 300 ms at every reading, so each progress
@@ -91,20 +91,25 @@ class UpdateRunFixture : public ::testing::Test {
     for (const GameFile& f : files) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
   }
 
-  // One run; its messages as "fase|texto|atual/total|bytes/bytesTotal", the transfer's "Atualizando"
-  // ones left out (their "bytes" go to progress_). Checks what every run must show: exactly one
-  // final message, the last; versao_ on every message after the first ("-": none); transfer bytes
-  // that never go back.
-  std::vector<std::string> Run(const TestServer& server, const std::string& prefix = "") {
+  // One run of `manifest_url`, an update or (apply false) a verification; its messages land in raw_
+  // and statuses_.
+  void RunOnce(const std::string& manifest_url, bool apply) {
     raw_.clear();
     statuses_.clear();
     times_ms_.clear();
     progress_.clear();
     Channel channel;
-    channel.manifesto = server.base_url + prefix + served_.UrlPath("manifest.json");
+    channel.manifesto = manifest_url;
     channel.pasta = game_;
-    UpdateEngine::Run(state_, channel, /*apply=*/true);
+    UpdateEngine::Run(state_, channel, apply);
     EXPECT_EQ(state_.run_active.load(), 0);
+  }
+  // One update; its messages as "fase|texto|atual/total|bytes/bytesTotal", the transfer's "Atualizando"
+  // ones left out (their "bytes" go to progress_). Checks what every run must show: exactly one
+  // final message, the last; versao_ on every message after the first ("-": none); transfer bytes
+  // that never go back.
+  std::vector<std::string> Run(const TestServer& server, const std::string& prefix = "") {
+    RunOnce(server.base_url + prefix + served_.UrlPath("manifest.json"), /*apply=*/true);
     std::vector<std::string> lines;
     int finals = 0;
     for (std::size_t i = 0; i < statuses_.size(); ++i) {
