@@ -26,6 +26,7 @@
 #include "support/child_process.h"
 #include "support/game_folder_view.h"
 #include "support/held_file.h"
+#include "support/noise_bytes.h"
 #include "support/temp_dir.h"
 #include "test_servers.h"
 #include "tools/orvpack/publish.h"
@@ -46,73 +47,41 @@ constexpr std::uint32_t kBlock = 64 << 10;
 // ---- The game build: big files of every transfer kind, and many small ones so that the install
 // (one flush and one journalled move per file) takes long enough to be hit.
 
-std::string Words(std::mt19937_64& rng, size_t count) {
-  static const char* const kVocab[] = {"valdren", "espada",  "escudo", "torre", "dragão", "ferreiro", "taverna",
-                                       "cidade",  "muralha", "rio",    "ponte", "guilda", "missão",   "ouro"};
-  std::string text;
-  for (size_t i = 0; i < count; ++i) text += std::string(kVocab[rng() % 14]) + (i % 12 == 11 ? "\n" : " ");
-  return text;
-}
-
-std::string Noise(std::mt19937_64& rng, size_t size) {
-  std::string bytes(size, '\0');
-  for (char& ch : bytes) ch = static_cast<char>(rng());
-  return bytes;
-}
-
-// Asset-like: text records, runs and noise, so it compresses but not to nothing.
-std::string AssetBytes(std::uint64_t seed, size_t size) {
-  std::mt19937_64 rng(seed);
-  std::string out;
-  while (out.size() < size) {
-    const auto kind = rng() % 10;
-    if (kind < 5) {
-      out += Words(rng, 12);
-    } else if (kind < 8) {
-      out += std::string(16 + rng() % 240, static_cast<char>(rng()));
-    } else {
-      out += Noise(rng, 64 + rng() % 448);
-    }
-  }
-  out.resize(size);
-  return out;
-}
-
-std::string Numbered(const char* stem, int i, const char* extension) {
+std::string Numbered(const char* stem, std::uint32_t i, const char* extension) {
   char name[96];
-  std::snprintf(name, sizeof(name), "%s%03d%s", stem, i, extension);
+  std::snprintf(name, sizeof(name), "%s%03u%s", stem, i, extension);
   return name;
 }
 
 Files BuildVersion(int version) {
   const bool v2 = version == 2;
   Files files;
-  std::mt19937_64 text_rng(7);
-  files["LEIAME.txt"] = Words(text_rng, 400);
-  files["Conteúdo/Configuração/padrões.ini"] = "[Jogo]\nIdioma=pt-BR\n" + Words(text_rng, 50);
+  files["LEIAME.txt"] = CompressibleBytes(4000, 7);
+  files["Conteúdo/Configuração/padrões.ini"] = "[Jogo]\nIdioma=pt-BR\n" + CompressibleBytes(400, 8);
   // Ranges: 4 of 32 blocks new; two more are copies of blocks found elsewhere in the old version.
-  std::string world = AssetBytes(11, 32 * kBlock);
+  std::string world = CompressibleBytes(32 * kBlock, 11);
   if (v2) {
-    for (size_t block : {3, 10, 11, 19}) world.replace(block * kBlock, kBlock, AssetBytes(100 + block, kBlock));
+    for (const std::uint32_t block : {3, 10, 11, 19}) {
+      world.replace(block * kBlock, kBlock, CompressibleBytes(kBlock, 100 + block));
+    }
     world.replace(21 * kBlock, 2 * kBlock, world.substr(5 * kBlock, 2 * kBlock));
   }
   files["Conteudo/Paks/mundo.pak"] = world;
   // Too much new for ranges: the whole .orvb comes down, resumable.
-  std::string voices = AssetBytes(12, 24 * kBlock);
-  if (v2) voices.replace(0, 20 * kBlock, AssetBytes(13, 20 * kBlock));
+  std::string voices = CompressibleBytes(24 * kBlock, 12);
+  if (v2) voices.replace(0, 20 * kBlock, CompressibleBytes(20 * kBlock, 13));
   files["Conteudo/Paks/vozes.pak"] = voices;
-  files["Binarios/Win64/ORV2.exe"] = "MZ" + AssetBytes(v2 ? 22 : 21, 768 * 1024);  // .orvz
-  std::mt19937_64 music_rng(v2 ? 32 : 31);
-  files["Conteudo/Audio/música_tema.ogg"] = Noise(music_rng, 512 * 1024);  // whole
-  for (int i = 0; i < 40; ++i) {                                           // small .orvz
-    std::mt19937_64 rng(1000 + static_cast<std::uint64_t>(i));
-    files[Numbered("Conteudo/Textos/falas_", i, ".txt")] = Words(rng, 300 + rng() % 600) + (v2 ? "versão 2\n" : "");
+  files["Binarios/Win64/ORV2.exe"] = "MZ" + CompressibleBytes(768 * 1024, v2 ? 22 : 21);  // .orvz
+  files["Conteudo/Audio/música_tema.ogg"] = NoiseBytes(512 * 1024, v2 ? 32 : 31);         // whole
+  for (std::uint32_t i = 0; i < 40; ++i) {                                                // small .orvz
+    files[Numbered("Conteudo/Textos/falas_", i, ".txt")] =
+        CompressibleBytes(2000 + 97 * i % 4000, 1000 + i) + (v2 ? "versão 2\n" : "");
   }
-  for (int i = 0; i < 24; ++i) {  // small, whole
-    std::mt19937_64 rng((v2 && i % 3 != 0 ? 3000 : 2000) + static_cast<std::uint64_t>(i));
-    files[Numbered("Conteudo/Dados/tabela_", i, ".bin")] = Noise(rng, 1024 + rng() % 2048);
+  for (std::uint32_t i = 0; i < 24; ++i) {  // small, whole
+    files[Numbered("Conteudo/Dados/tabela_", i, ".bin")] =
+        NoiseBytes(1024 + 61 * i % 2048, (v2 && i % 3 != 0 ? 3000 : 2000) + i);
   }
-  if (v2) files["Conteudo/Mapas/ilha_nova.umap"] = AssetBytes(41, 300 * 1024);
+  if (v2) files["Conteudo/Mapas/ilha_nova.umap"] = CompressibleBytes(300 * 1024, 41);
   return files;
 }
 
