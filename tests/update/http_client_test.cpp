@@ -37,9 +37,6 @@ class HttpClient : public ::testing::Test {
     ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
   }
 
-  // A file on both servers; returns its URL path.
-  std::string Serve(std::string_view name, const std::string& bytes) { return served_.Put(name, bytes); }
-
   const TestServer nginx_ = NginxServer();
   const TestServer fault_ = FaultServer();
   ServedFolder served_;
@@ -49,7 +46,7 @@ class HttpClient : public ::testing::Test {
 
 TEST_F(HttpClient, FetchToMemoryReadsTheWholeBodyWithoutCaching) {
   const std::string content = NoiseBytes(200000);  // several 64 KiB reads
-  const std::string path = Serve("manifest.json", content);
+  const std::string path = served_.Put("manifest.json", content);
   std::string body = "antigo";
   reason_ = "intocado";
   EXPECT_EQ(FetchToMemory(nginx_.base_url + path, body, reason_), 200);
@@ -70,84 +67,50 @@ TEST_F(HttpClient, FetchToMemoryReadsTheWholeBodyWithoutCaching) {
   EXPECT_EQ(reason_, "HTTP 500");
 }
 
-TEST_F(HttpClient, DownloadWithoutAPartialFileSendsNoRange) {
-  const std::string content = NoiseBytes(1000003);
-  const std::string path = Serve("jogo.pak", content);
-  const auto target = local_ / "novo/pasta/jogo.pak";  // parents are made
-  ChunkLog progress;
-  ASSERT_TRUE(DownloadToFile(nginx_.base_url + path, target, progress.Callback(), nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-  EXPECT_EQ(progress.Total(), content.size());
-  EXPECT_LE(progress.Largest(), kReadBuffer);
-
-  // An empty file counts as absent: no Range either, and it is simply rewritten.
-  WriteTestFile(target, "");
-  ASSERT_TRUE(DownloadToFile(nginx_.base_url + path, target, {}, nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-
-  const auto requests = RequestsFor(nginx_, path, 2);
-  ASSERT_EQ(requests.size(), 2u);
-  for (const AccessEntry& r : requests) {
-    EXPECT_EQ(r.status, 200);
-    EXPECT_EQ(r.range, "-");
-    EXPECT_EQ(r.cache_control, "-");
-    EXPECT_EQ(r.user_agent, "OrvLauncher/1.2.5");
+// What a download asks for depends on the file already there, and the answer decides what becomes
+// of it. None, or an empty one: no Range, the whole file (parents made). A partial one: the rest;
+// 206 appends it; 416 (as long as the remote file) leaves the file whole and alone, even when its
+// bytes differ; 200 (Range ignored) restarts from byte 0.
+TEST_F(HttpClient, DownloadAsksForWhatTheLocalFileLacks) {
+  const std::string content = NoiseBytes((1 << 20) + 3);
+  const struct {
+    const char* server;
+    const char* local_kind;
+    std::string local;  // the file before the call
+    int status;
+  } cases[] = {{"", "none", "", 200},
+               {"", "empty", "", 200},
+               {"", "prefix", content.substr(0, 300000), 206},
+               {"", "as-long", NoiseBytes(content.size(), 7), 416},
+               {"/norange", "wrong-prefix", std::string(5000, 'x'), 200}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.local_kind);
+    const std::string path = served_.Put(std::string(c.local_kind) + ".pak", content);
+    const bool on_nginx = c.server[0] == '\0';
+    const auto target = local_ / c.local_kind / "jogo.pak";
+    if (c.local_kind != std::string("none")) WriteTestFile(target, c.local);
+    ChunkLog progress;
+    reason_ = "intocado";
+    EXPECT_TRUE(DownloadToFile((on_nginx ? nginx_.base_url : fault_.base_url + c.server) + path, target,
+                               progress.Callback(), nullptr, reason_));
+    EXPECT_EQ(reason_, "intocado");  // success leaves the reason alone
+    const bool kept = c.status == 416;
+    EXPECT_EQ(ReadTestFile(target), kept ? c.local : content);
+    EXPECT_EQ(progress.Total(), c.status == 206 ? content.size() - c.local.size() : kept ? 0 : content.size());
+    EXPECT_EQ(progress.chunks.empty(), kept);
+    EXPECT_LE(progress.Largest(), kReadBuffer);
+    const auto requests = RequestsFor(on_nginx ? nginx_ : fault_, c.server + path);
+    ASSERT_EQ(requests.size(), 1u);
+    EXPECT_EQ(requests[0].range, c.local.empty() ? "-" : "bytes=" + std::to_string(c.local.size()) + "-");
+    EXPECT_EQ(requests[0].status, c.status);
+    EXPECT_EQ(requests[0].cache_control, "-");
+    EXPECT_EQ(requests[0].user_agent, "OrvLauncher/1.2.5");
   }
-}
-
-TEST_F(HttpClient, DownloadResumesAPartialFile) {
-  const std::string content = NoiseBytes(1 << 20);
-  const std::string path = Serve("jogo.pak", content);
-  const auto target = local_ / "jogo.pak";
-  WriteTestFile(target, content.substr(0, 300000));
-  ChunkLog progress;
-  ASSERT_TRUE(DownloadToFile(nginx_.base_url + path, target, progress.Callback(), nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-  EXPECT_EQ(progress.Total(), content.size() - 300000);
-  const auto requests = RequestsFor(nginx_, path);
-  ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].range, "bytes=300000-");
-  EXPECT_EQ(requests[0].status, 206);
-}
-
-TEST_F(HttpClient, A416LeavesTheWholePartialFileAlone) {
-  const std::string content = NoiseBytes(50000);
-  const std::string path = Serve("jogo.pak", content);
-  const auto target = local_ / "jogo.pak";
-  // As long as the remote file but different: proof that nothing was written.
-  const std::string local = NoiseBytes(50000, 7);
-  WriteTestFile(target, local);
-  ChunkLog progress;
-  reason_ = "intocado";
-  EXPECT_TRUE(DownloadToFile(nginx_.base_url + path, target, progress.Callback(), nullptr, reason_));
-  EXPECT_EQ(reason_, "intocado");
-  EXPECT_EQ(ReadTestFile(target), local);
-  EXPECT_TRUE(progress.chunks.empty());
-  const auto requests = RequestsFor(nginx_, path);
-  ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].range, "bytes=50000-");
-  EXPECT_EQ(requests[0].status, 416);
-}
-
-TEST_F(HttpClient, A200ToARangeRestartsTheDownloadFromByteZero) {
-  const std::string content = NoiseBytes(700000);
-  const std::string path = Serve("jogo.pak", content);
-  const auto target = local_ / "jogo.pak";
-  WriteTestFile(target, std::string(5000, 'x'));  // not even the right prefix
-  ChunkLog progress;
-  const std::string url = fault_.base_url + "/norange" + path;
-  ASSERT_TRUE(DownloadToFile(url, target, progress.Callback(), nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-  EXPECT_EQ(progress.Total(), content.size());
-  const auto requests = RequestsFor(fault_, "/norange" + path);
-  ASSERT_EQ(requests.size(), 1u);
-  EXPECT_EQ(requests[0].range, "bytes=5000-");
-  EXPECT_EQ(requests[0].status, 200);
 }
 
 TEST_F(HttpClient, FetchRangeTakesItsSliceFromA206OrA200) {
   const std::string content = NoiseBytes(1 << 20);
-  const std::string path = Serve("blocos.orvb", content);
+  const std::string path = served_.Put("blocos.orvb", content);
   std::vector<std::uint8_t> buffer(10, 0xEE);  // cleared first
 
   ChunkLog progress;
@@ -171,7 +134,7 @@ TEST_F(HttpClient, FetchRangeTakesItsSliceFromA206OrA200) {
 
 TEST_F(HttpClient, AnEarlyEndFailsARangeButNotADownload) {
   const std::string content = NoiseBytes(10000);
-  const std::string path = Serve("jogo.pak", content);
+  const std::string path = served_.Put("jogo.pak", content);
   std::vector<std::uint8_t> buffer;
   // The server closes cleanly after 1000 of the promised bytes.
   EXPECT_FALSE(FetchRange(fault_.base_url + "/short/1000" + path, 0, 4999, buffer, {}, nullptr, reason_));
@@ -189,7 +152,7 @@ TEST_F(HttpClient, AnEarlyEndFailsARangeButNotADownload) {
 
 TEST_F(HttpClient, FailuresAreReportedWithTheirTexts) {
   const std::string content = NoiseBytes(300000);
-  const std::string path = Serve("jogo.pak", content);
+  const std::string path = served_.Put("jogo.pak", content);
   const auto target = local_ / "jogo.pak";
   std::vector<std::uint8_t> buffer;
   std::string body;
@@ -245,7 +208,7 @@ TEST_F(HttpClient, FailuresAreReportedWithTheirTexts) {
 
 TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
   const std::string content = NoiseBytes(4 << 20);
-  const std::string path = Serve("grande.pak", content);
+  const std::string path = served_.Put("grande.pak", content);
   const std::string url = nginx_.base_url + path;
   const auto target = local_ / "grande.pak";
   std::vector<std::uint8_t> buffer;
@@ -278,7 +241,7 @@ TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
 
   // Raised during the only chunk: the flag is still seen before the read that would find the end,
   // so the call reports the cancel although the file is whole.
-  const std::string small = Serve("pequeno.pak", "poucos bytes");
+  const std::string small = served_.Put("pequeno.pak", "poucos bytes");
   const auto small_target = local_ / "pequeno.pak";
   EXPECT_FALSE(DownloadToFile(
       nginx_.base_url + small, small_target, [&](std::uint64_t) { cancel = 1; }, &cancel, reason_));
@@ -286,33 +249,9 @@ TEST_F(HttpClient, CancelKeepsThePartialFileForTheNextCall) {
   EXPECT_EQ(ReadTestFile(small_target), "poucos bytes");
 }
 
-TEST_F(HttpClient, ADownloadCutMidwayResumesToTheSameBytes) {
-  const std::string content = NoiseBytes(1 << 20);
-  const std::string path = Serve("jogo.pak", content);
-  // The next request for this file breaks off after 100000 bytes; the one after is served plainly.
-  std::string armed;
-  ASSERT_EQ(FetchToMemory(fault_.base_url + "/arm/1/cut/100000" + path, armed, reason_), 200) << reason_;
-  const std::string url = fault_.base_url + path;
-  const auto target = local_ / "jogo.pak";
-  EXPECT_FALSE(DownloadToFile(url, target, {}, nullptr, reason_));
-  EXPECT_EQ(reason_.rfind("conexao caiu (", 0), 0u) << reason_;
-  const std::int64_t partial = FileSizeOf(target);
-  EXPECT_LE(partial, 100000);
-
-  ASSERT_TRUE(DownloadToFile(url, target, {}, nullptr, reason_)) << reason_;
-  EXPECT_EQ(ReadTestFile(target), content);
-  const auto requests = RequestsFor(fault_, path, 2);
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[0].range, "-");
-  if (partial > 0) {
-    EXPECT_EQ(requests[1].range, "bytes=" + std::to_string(partial) + "-");
-    EXPECT_EQ(requests[1].status, 206);
-  }
-}
-
 TEST_F(HttpClient, RedirectsAndUnsafeCharactersBehaveAlike) {
   const std::string content = NoiseBytes(3000);
-  const std::string path = Serve("com espaco.pak", content);
+  const std::string path = served_.Put("com espaco.pak", content);
   std::string body;
   // A blank in the path goes out escaped.
   EXPECT_EQ(FetchToMemory(nginx_.base_url + path, body, reason_), 200) << reason_;
@@ -324,8 +263,6 @@ TEST_F(HttpClient, RedirectsAndUnsafeCharactersBehaveAlike) {
       << reason_;
   EXPECT_EQ(body, content);
 }
-
-TEST(HttpUserAgent, NamesTheLauncherAndItsVersion) { EXPECT_EQ(HttpUserAgent(), "OrvLauncher/1.2.5"); }
 
 }  // namespace
 

@@ -99,21 +99,6 @@ TEST(SwapJournal, AnUnlistedStagedFileSurvivesWithItsFolders) {
   EXPECT_FALSE(PathExists(JournalPath(rig.game)));
 }
 
-TEST(SwapJournal, CorruptJournalBlocksAndIsLeftAlone) {
-  JournalRig rig;
-  rig.Stage("a.txt", "novo");
-  const std::string truncated = "{\"trocas\":[\"a.t";
-  WriteTestFile(JournalPath(rig.game), truncated);
-  for (int attempt = 0; attempt < 2; ++attempt) {
-    std::string reason;
-    EXPECT_FALSE(SwapJournal::Replay(rig.game, reason));
-    EXPECT_EQ(reason, "diario corrompido");
-  }
-  EXPECT_EQ(ReadTestFile(JournalPath(rig.game)), truncated);
-  EXPECT_EQ(ReadTestFile(JoinRelative(StagingFolder(rig.game), "a.txt")), "novo");
-  EXPECT_FALSE(PathExists(JoinRelative(rig.game, "a.txt")));
-}
-
 // A journal nested a hundred thousand levels deep neither crashes the run nor moves anything:
 // unfinished, it is corrupt like any half-written one; complete, its nested lists are no paths.
 TEST(SwapJournal, DeeplyNestedJournalsAreHandledWithoutRecursion) {

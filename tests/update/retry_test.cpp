@@ -8,17 +8,13 @@
 #include <string>
 #include <vector>
 
-#include "core/file_util.h"
-#include "core/paths.h"
 #include "support/fake_clock.h"
+#include "support/game_folder_view.h"
 #include "support/scoped_folders.h"
 
 namespace orv {
 
 namespace {
-
-// FakeClock's sleep hook is a plain function: it reaches the test's flag through this.
-CancelFlag* flag_set_by_sleep = nullptr;
 
 class RetryTransferTest : public ::testing::Test {
  protected:
@@ -34,11 +30,6 @@ class RetryTransferTest : public ::testing::Test {
       return false;
     };
     return RetryTransfer(attempt, label, &cancel_, clock_, reason_);
-  }
-  static std::string LogText() {
-    std::string text;
-    (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
-    return text;
   }
 
   ScopedFolders folders_;
@@ -60,7 +51,7 @@ TEST_F(RetryTransferTest, EightFailuresGiveUpAfterTheLastPauseWithOneLogLineEach
   EXPECT_EQ(calls_, 8);
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000}));
   EXPECT_EQ(reason_, "HTTP 508");
-  const std::string log = LogText();
+  const std::string log = LauncherLog();
   EXPECT_NE(log.find("] download dados/a.pak falhou (HTTP 501), tentativa 1\r\n"), std::string::npos) << log;
   EXPECT_NE(log.find("] download dados/a.pak falhou (HTTP 508), tentativa 8\r\n"), std::string::npos) << log;
   EXPECT_EQ(log.find("tentativa 9"), std::string::npos);
@@ -70,7 +61,7 @@ TEST_F(RetryTransferTest, ASuccessEndsTheLoopAndAnEmptyLabelLogsNothing) {
   EXPECT_TRUE(Run(3, ""));
   EXPECT_EQ(calls_, 3);
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
-  EXPECT_EQ(LogText().find("falhou"), std::string::npos);
+  EXPECT_EQ(LauncherLog().find("falhou"), std::string::npos);
 
   EXPECT_TRUE(Run(1, "faixa de x"));
   EXPECT_EQ(clock_.sleeps_ms.size(), 2u);
@@ -88,15 +79,14 @@ TEST_F(RetryTransferTest, APauseIsNotAFailedAttempt) {
   EXPECT_FALSE(Run(0, "download b", [this](int call) { cancel_ = call == 2 ? 1 : 0; }));
   EXPECT_EQ(calls_, 2);
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000}));
-  const std::string log = LogText();
+  const std::string log = LauncherLog();
   EXPECT_NE(log.find("download b falhou (HTTP 501), tentativa 1"), std::string::npos) << log;
   EXPECT_EQ(log.find("tentativa 2"), std::string::npos) << log;
 
   // Set during a back-off: the pause is cut short and nothing more is tried.
   cancel_ = 0;
   clock_.sleeps_ms.clear();
-  flag_set_by_sleep = &cancel_;
-  clock_.on_sleep = [] { *flag_set_by_sleep = 1; };
+  clock_.on_sleep = [this] { cancel_ = 1; };
   EXPECT_FALSE(Run(0, "download c"));
   EXPECT_EQ(calls_, 1);
   EXPECT_EQ(clock_.sleeps_ms.size(), 1u);

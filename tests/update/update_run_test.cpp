@@ -1,219 +1,31 @@
-// Update runs ("atualizar") end to end: a channel published with the project's own writers into a
-// folder that nginx and the fault server both serve, a game folder at an older version, and what the
-// run leaves behind: the "estado" messages, the log, the server's requests and the folder's bytes.
-// Back-off sleeps go through a clock that records them and never waits.
-#include "update/update_run.h"
-
+// Update runs ("atualizar") end to end against nginx and the fault server (see
+// support/update_run_fixture.h): what the page is told, what the log says, what the servers were
+// asked for and the folder's bytes afterwards.
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <map>
 #include <string>
 #include <vector>
 
 #include "core/file_util.h"
-#include "core/json.h"
 #include "core/paths.h"
 #include "formats/codec/compression_algorithm.h"
 #include "formats/orvb.h"
 #include "formats/pack_writer.h"
-#include "support/game_folder_view.h"
 #include "support/noise_bytes.h"
-#include "support/scoped_folders.h"
-#include "support/test_channel.h"
-#include "test_servers.h"
+#include "support/update_run_fixture.h"
 #include "tests/formats/file_builders.h"
-#include "update/http_client.h"
-#include "update/progress.h"
 #include "update/self_update.h"
-#include "update/sha256.h"
-#include "update/swap_journal.h"
 
 namespace orv {
 
 namespace {
 
-constexpr std::uint32_t kBlock = 16384;
-
-// Moves 300 ms at every reading, so each progress call of a transfer is reported; sleeps are recorded.
-class SteppingClock final : public Clock {
- public:
-  std::uint64_t NowNs() override { return now_ns += 300'000'000ULL; }
-  void SleepMs(std::uint32_t milliseconds) override {
-    sleeps_ms.push_back(milliseconds);
-    now_ns += std::uint64_t{milliseconds} * 1'000'000ULL;
-    if (on_sleep) on_sleep();
-  }
-  // One recorded sleep per back-off, not one per poll slice.
-  bool SleepUnlessCancelled(std::uint32_t milliseconds, const CancelFlag* cancel) override {
-    if (cancel != nullptr && cancel->load() != 0) return false;
-    SleepMs(milliseconds);
-    return cancel == nullptr || cancel->load() == 0;
-  }
-  std::uint64_t now_ns = 0;
-  std::vector<std::uint32_t> sleeps_ms;
-  std::function<void()> on_sleep;
-};
-
-// The request target a client sends for a UTF-8 path: bytes outside ASCII percent-escaped.
-std::string Escaped(std::string_view path) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (const unsigned char c : path) {
-    if (c < 0x80) {
-      out += static_cast<char>(c);
-    } else {
-      out += {'%', kHex[c >> 4], kHex[c & 15]};
-    }
-  }
-  return out;
-}
-
-std::string S(std::uint64_t n) { return std::to_string(n); }
-std::string Slashed(std::string path) {
-  for (char& ch : path) ch = ch == '\\' ? '/' : ch;
-  return path;
-}
-
-using Variant = TestChannel::Variant;
-struct GameFile {
-  std::string caminho;
-  std::string bytes;
-  Variant variant = Variant::kPlain;
-};
-
-// A launcher entry as the publisher writes it.
-LauncherEntry Launcher(const std::string& versao, const std::string& sha256,
-                       const std::string& arquivo = "OrvLauncher.exe") {
-  return LauncherEntry{.present = true, .versao = versao, .sha256 = sha256, .arquivo = arquivo};
-}
-
-class UpdateRun : public ::testing::Test {
- protected:
-  void SetUp() override {
-    ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
-    ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
-    state_.clock = &clock_;
-    state_.status_sink = [this](const RunStatus& status) { statuses_.push_back(status); };
-    state_.progress_sink = [this](const std::string& text) { raw_.push_back(text); };
-  }
-
-  // Publishes one version as the publisher does: every file under its path, the chosen variant
-  // beside it, and manifest.json.
-  void Publish(const std::vector<GameFile>& files, const std::string& versao, const LauncherEntry& launcher = {}) {
-    versao_ = versao;
-    TestChannel channel(served_.path());
-    channel.manifest.versao = versao;
-    channel.manifest.servidor = "9.9";
-    channel.manifest.launcher = launcher;
-    for (const GameFile& file : files) {
-      channel.Add(file.caminho, file.bytes, file.variant, kBlock);
-      published_[file.caminho] = channel.manifest.arquivos.back();
-    }
-    channel.Write();
-  }
-
-  // One update run against `server`; returns its messages as "fase|texto|atual/total|bytes/bytesTotal",
-  // the transfer's "Atualizando" messages left out (their "bytes" go to progress_).
-  std::vector<std::string> Run(const TestServer& server) {
-    raw_.clear();
-    statuses_.clear();
-    progress_.clear();
-    Channel channel;
-    channel.manifesto = server.base_url + served_.UrlPath("manifest.json");
-    channel.pasta = game_;
-    UpdateEngine::Run(state_, channel, /*apply=*/true);
-    EXPECT_EQ(state_.run_active.load(), 0);
-    std::vector<std::string> lines;
-    EXPECT_EQ(statuses_.size(), raw_.size());
-    for (std::size_t i = 0; i < raw_.size() && i < statuses_.size(); ++i) {
-      // Every message after the first one knows the manifest's versions (only the page's text has them).
-      JsonValue m;
-      EXPECT_TRUE(ParseJson(raw_[i], m)) << raw_[i];
-      EXPECT_EQ(m.Find("versaoCliente").AsString("-"), i == 0 ? "-" : versao_) << raw_[i];
-      const RunStatus& st = statuses_[i];
-      if (st.texto.rfind("Atualizando ", 0) == 0) {
-        EXPECT_EQ(st.texto, "Atualizando " + S(st.atual) + "/" + S(st.total));
-        EXPECT_GE(st.bytes, progress_.empty() ? 0 : progress_.back());
-        progress_.push_back(st.bytes);
-        continue;
-      }
-      lines.push_back(std::string(FaseName(st.phase)) + "|" + st.texto + "|" + S(st.atual) + "/" + S(st.total) + "|" +
-                      S(st.bytes) + "/" + S(st.bytes_total));
-    }
-    return lines;
-  }
-
-  // The game folder holds `installed`, then an update to `published` runs against nginx without a
-  // fault: the starting point of a scenario, with the hash cache filled and the log emptied.
-  void UpdatedTo(const std::vector<GameFile>& installed, const std::vector<GameFile>& published,
-                 const std::string& versao) {
-    for (const GameFile& f : installed) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
-    Publish(published, versao);
-    const std::vector<std::string> lines = Run(nginx_);
-    ASSERT_FALSE(lines.empty());
-    ASSERT_TRUE(lines.back().starts_with("pronto|")) << lines.back();
-    ASSERT_EQ(GameFiles(), AsMap(published));
-    (void)TakeLog();
-  }
-
-  // Requests the server logged for a published name, waiting for at least `at_least`.
-  std::size_t Requests(const TestServer& server, const std::string& name, std::size_t at_least = 0) {
-    return RequestsFor(server, Escaped(served_.UrlPath(name)), at_least).size();
-  }
-  // The next `k` requests for `name` at the fault server carry `directives`.
-  void Arm(int k, const std::string& directives, const std::string& name) {
-    std::string body, reason;
-    ASSERT_EQ(
-        FetchToMemory(fault_.base_url + "/arm/" + std::to_string(k) + "/" + directives + Escaped(served_.UrlPath(name)),
-                      body, reason),
-        200)
-        << reason;
-  }
-  // The log written since the last call.
-  static std::string TakeLog() { return TakeLauncherLog(); }
-  static bool Logged(const std::string& log, const std::string& line) {
-    return log.find("] " + line + "\r\n") != std::string::npos;
-  }
-  // The installed files by relative path ("/"-separated) as size and block digest; the staging
-  // folder and the hash cache's folder are left out.
-  [[nodiscard]] std::map<std::string, std::string> GameFiles() const {
-    std::map<std::string, std::string> files;
-    for (const auto& [relative, bytes] : InstalledFiles(game_)) files[relative] = Fingerprint(bytes);
-    return files;
-  }
-  static std::string Fingerprint(const std::string& bytes) {
-    return S(bytes.size()) + ":" + Sha256OfBuffer(bytes.data(), bytes.size());
-  }
-  [[nodiscard]] std::string DigestOf(const std::string& bytes) const {
-    const std::filesystem::path file = folders_.root() / "digest.tmp";
-    WriteTestFile(file, bytes);
-    return Sha256OfFile(file, {}, nullptr);
-  }
-  static std::map<std::string, std::string> AsMap(const std::vector<GameFile>& files) {
-    std::map<std::string, std::string> map;
-    for (const GameFile& f : files) map[Slashed(f.caminho)] = Fingerprint(f.bytes);
-    return map;
-  }
-
-  const TestServer nginx_ = NginxServer();
-  const TestServer fault_ = FaultServer();
-  ScopedFolders folders_;
-  ServedFolder served_;
-  SteppingClock clock_;
-  EngineState state_;
-  std::filesystem::path game_ = folders_.root() / "Jogo";
-  std::string versao_;
-  std::map<std::string, ManifestEntry> published_;
-  std::vector<std::string> raw_;
-  std::vector<RunStatus> statuses_;
-  std::vector<std::uint64_t> progress_;
-};
+using UpdateRun = UpdateRunFixture;
 
 TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
-  const std::string big_v1 = CompressibleBytes(48 * kBlock - 1000, 4);  // the last block is short
+  const std::string big_v1 = CompressibleBytes(48 * kRunBlock - 1000, 4);  // the last block is short
   std::string big_v2 = big_v1;
-  for (const std::size_t block : {5, 6, 30}) big_v2.replace(block * kBlock + 100, 64, 64, 'Z');
+  for (const std::size_t block : {5, 6, 30}) big_v2.replace(block * kRunBlock + 100, 64, 64, 'Z');
   const std::vector<GameFile> v1 = {
       {"OrvGame.exe", CompressibleBytes(150000, 1)},
       {"leiame.txt", "Bem-vindo.\r\n"},
@@ -227,8 +39,8 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
       {"dados/grande.pak", big_v2, Variant::kOrvb},
       {"dados/novo/extra.bin", CompressibleBytes(70000, 15), Variant::kOrvb},  // nothing installed to reuse
   };
-  for (const GameFile& f : v1) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
-  Publish(v2, "2.0");
+  Install(v1);
+  Publish(v2);
   const std::uint64_t s0 = published_["OrvGame.exe"].tamanho, s1 = published_["leiame.txt"].tamanho,
                       s2 = published_["dados\\mapas/ação.pak"].tamanho, s3 = big_v2.size(),
                       s4 = published_["dados/novo/extra.bin"].tamanho, total = s0 + s1 + s2 + s3 + s4;
@@ -249,7 +61,7 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
       "pronto|Jogo atualizado.|5/5|" + S(total) + "/" + S(total),
   };
   EXPECT_EQ(Run(nginx_), expected);
-  EXPECT_EQ(GameFiles(), AsMap(v2));
+  EXPECT_EQ(Differences(v2), "");
   EXPECT_FALSE(PathExists(StagingFolder(game_)));
   EXPECT_TRUE(clock_.sleeps_ms.empty());
 
@@ -282,9 +94,6 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
   // hash of each assembled block file.
   ASSERT_FALSE(progress_.empty());
   EXPECT_EQ(progress_.back(), s0 + z2 + block_bytes + s3 + b4 + s4);
-  RecordProperty("bytes", "reportados " + S(progress_.back()) + " = " + S(s0) + " + orvz " + S(z2) + " + blocos " +
-                              S(block_bytes) + " + orvb " + S(b4) + " + hash montado " + S(s3 + s4) + "; mudados " +
-                              S(s0 + s2 + 3 * kBlock + s4));
 
   // Second run: the refreshed hash cache answers for every file; nothing is hashed or fetched.
   EXPECT_EQ(Run(nginx_), (std::vector<std::string>{expected.front(), expected.back()}));
@@ -296,10 +105,10 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
 
 // The files of the retry scenarios: d.pak is a block file with one changed block in v2.
 struct RetryVersions {
-  std::string d_v1 = CompressibleBytes(32 * kBlock, 44);
+  std::string d_v1 = CompressibleBytes(32 * kRunBlock, 44);
   std::string d_v2 = [this] {
     std::string d = d_v1;
-    d.replace(3 * kBlock, 10, "0123456789");
+    d.replace(3 * kRunBlock, 10, "0123456789");
     return d;
   }();
   std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(300000, 41)},
@@ -323,8 +132,8 @@ TEST_F(UpdateRun, RetriesCutsErrorsStallsAndIgnoredRanges) {
   const RetryVersions files;
   const std::string& d_v2 = files.d_v2;
   const std::vector<GameFile>& v2 = files.v2;
-  for (const GameFile& f : files.v1) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
-  Publish(v2, "2.0");
+  Install(files.v1);
+  Publish(v2);
   Arm(2, "cut/100000", "a.pak");
   Arm(1, "status/500", "b.pak.orvz");
   Arm(1, "stall/300", "c.pak");
@@ -340,7 +149,7 @@ TEST_F(UpdateRun, RetriesCutsErrorsStallsAndIgnoredRanges) {
                              "instalando|Instalando…|4/4|" + S(planned) + "/" + S(planned),
                              "pronto|Jogo atualizado.|4/4|" + S(total) + "/" + S(total),
                          }));
-  EXPECT_EQ(GameFiles(), AsMap(v2));
+  EXPECT_EQ(Differences(v2), "");
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000, 2000}));
   const std::string log = TakeLog();
   EXPECT_NE(log.find("] download a.pak falhou (conexao caiu ("), std::string::npos) << log;
@@ -382,8 +191,8 @@ TEST_F(UpdateRun, EightFailedAttemptsNameTheFileAndTheNextRunResumes) {
     EXPECT_TRUE(Logged(log, "download c.pak falhou (HTTP 500), tentativa " + S(k))) << k;
   }
   EXPECT_EQ(log.find("tentativa 9"), std::string::npos);
-  EXPECT_EQ(GameFiles(), AsMap(v2));
-  EXPECT_EQ(ReadTestFile(JoinRelative(StagingFolder(game_), "a.pak")), v3[0].bytes);
+  EXPECT_EQ(Differences(v2), "");
+  EXPECT_EQ(ReadTestFile(Staged("a.pak")), v3[0].bytes);
 
   clock_.sleeps_ms.clear();
   EXPECT_EQ(Run(fault_), (std::vector<std::string>{
@@ -394,7 +203,7 @@ TEST_F(UpdateRun, EightFailedAttemptsNameTheFileAndTheNextRunResumes) {
                              "pronto|Jogo atualizado.|4/4|" + S(total) + "/" + S(total),
                          }));
   EXPECT_TRUE(Logged(TakeLog(), "retomando: 2 arquivo(s) ja baixado(s) em .atualizando"));
-  EXPECT_EQ(GameFiles(), AsMap(v3));
+  EXPECT_EQ(Differences(v3), "");
   EXPECT_TRUE(clock_.sleeps_ms.empty());
   EXPECT_EQ(Requests(fault_, "a.pak", 1), 1u);
   EXPECT_EQ(Requests(fault_, "b.pak.orvz", 1), 1u);
@@ -410,15 +219,14 @@ class UpdateRunFromV2 : public UpdateRun {
                                      {"b.pak", CompressibleBytes(120000, 72), Variant::kOrvz},
                                      {"c.pak", CompressibleBytes(300000, 73)}};
   std::vector<GameFile> v2_ = v1_;
-  const std::filesystem::path staging_ = StagingFolder(game_);
 };
 
 // Cancelled during the back-off: the pause text, whose "bytes" include the partial file that an
 // earlier run left. The next run resumes that file and counts it as done.
 TEST_F(UpdateRunFromV2, PausesDuringTheBackOffAndTheNextRunResumes) {
-  for (const GameFile& f : v1_) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
-  Publish(v2_, "2.0");
-  WriteTestFile(JoinRelative(staging_, "c.pak.part"), v2_[2].bytes.substr(0, 50000));
+  Install(v1_);
+  Publish(v2_);
+  WriteTestFile(Staged("c.pak.part"), v2_[2].bytes.substr(0, 50000));
   Arm(1, "status/500", "c.pak");
   clock_.on_sleep = [this] { state_.cancel_flag = 1; };
   const std::uint64_t total = 100000 + 120000 + 310000;
@@ -429,7 +237,7 @@ TEST_F(UpdateRunFromV2, PausesDuringTheBackOffAndTheNextRunResumes) {
                              "parado|Pausado. Continue depois de onde parou.|0/1|50000/310000",
                          }));
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000}));
-  EXPECT_EQ(GameFiles(), AsMap(v1_));
+  EXPECT_EQ(Differences(v1_), "");
 
   clock_.on_sleep = nullptr;
   EXPECT_EQ(Run(fault_), (std::vector<std::string>{
@@ -439,68 +247,54 @@ TEST_F(UpdateRunFromV2, PausesDuringTheBackOffAndTheNextRunResumes) {
                          }));
   ASSERT_FALSE(progress_.empty());
   EXPECT_EQ(progress_.back(), 310000u);
-  EXPECT_EQ(GameFiles(), AsMap(v2_));
+  EXPECT_EQ(Differences(v2_), "");
   const auto c_requests = RequestsFor(fault_, served_.UrlPath("c.pak"), 2);
   ASSERT_EQ(c_requests.size(), 2u);
   EXPECT_EQ(c_requests[1].range, "bytes=50000-");
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000}));
 }
 
-// A download whose hash is wrong is deleted and reported at once, without a retry.
-TEST_F(UpdateRunFromV2, ADownloadWithAWrongHashIsDeletedAndNotRetried) {
+// A corrupt download is deleted with its work files and reported at once, without a retry: bytes
+// that are not the published digest, an .orvz that does not unpack, and a bomb as long as the
+// published .orvz (64 KiB chunks of zeros under a header that claims a terabyte, which disagrees
+// with "tamanho", so nothing is unpacked at all).
+TEST_F(UpdateRunFromV2, ACorruptDownloadIsDeletedAndReportedWithoutARetry) {
   UpdatedTo(v1_, v2_, "2.0");
-  std::vector<GameFile> v3 = v2_;
-  v3[2].bytes = CompressibleBytes(320000, 75);
-  Publish(v3, "3.0");
-  const std::string wrong = CompressibleBytes(320000, 76);
-  served_.Put("c.pak", wrong);
-  EXPECT_EQ(Run(nginx_).back(), "erro|Arquivo corrompido no download (c.pak). Tente de novo.|0/1|320000/320000");
-  EXPECT_TRUE(Logged(TakeLog(), "hash errado em c.pak (" + DigestOf(wrong) + "), apagando"));
-  EXPECT_FALSE(PathExists(JoinRelative(staging_, "c.pak.part")));
-  EXPECT_EQ(Requests(nginx_, "c.pak", 2), 2u);  // v2's during the set-up, then this one only
-  EXPECT_TRUE(clock_.sleeps_ms.empty());
-}
-
-// A compressed file that does not unpack: both work files go, and the same corruption text.
-TEST_F(UpdateRunFromV2, ACompressedFileThatDoesNotUnpackLeavesNoWorkFiles) {
-  UpdatedTo(v1_, v2_, "2.0");
-  std::vector<GameFile> v4 = v2_;
-  v4[1].bytes = CompressibleBytes(130000, 77);
-  Publish(v4, "4.0");
-  const std::string garbage = "isto nao e um arquivo compactado";
-  served_.Put("b.pak.orvz", garbage);
-  const std::uint64_t zb = published_["b.pak"].zTamanho, n = garbage.size();
-  EXPECT_EQ(Run(nginx_), (std::vector<std::string>{
-                             "verificando|Buscando atualizações…|0/0|0/0",
-                             "baixando|Descompactando 1/1|1/1|" + S(n) + "/" + S(zb),
-                             "erro|Arquivo corrompido no download (b.pak). Tente de novo.|0/1|" + S(n) + "/" + S(zb),
-                         }));
-  EXPECT_TRUE(Logged(TakeLog(), "descompactar b.pak falhou (arquivo comprimido invalido)"));
-  EXPECT_FALSE(PathExists(JoinRelative(staging_, "b.pak.orvz.part")));
-  EXPECT_FALSE(PathExists(JoinRelative(staging_, "b.pak.descomp")));
-  EXPECT_EQ(GameFiles(), AsMap(v2_));
-}
-
-// A bomb as long as the published .orvz: 64 KiB chunks of zeros under a header that claims a
-// terabyte. It disagrees with "tamanho", so nothing is unpacked at all.
-TEST_F(UpdateRunFromV2, ACompressionBombAsLongAsThePublishedFileUnpacksNothing) {
-  UpdatedTo(v1_, v2_, "2.0");
-  std::vector<GameFile> v4 = v2_;
-  v4[1].bytes = CompressibleBytes(130000, 77);
-  Publish(v4, "4.0");
-  const std::uint64_t zb = published_["b.pak"].zTamanho;
-  std::string bomb = OrvzHeader(kAlgorithmXpressHuff, 65536, 1ull << 40);
-  const std::string zeros_chunk = OrvzChunk(Container(kAlgorithmXpressHuff, std::string(65536, '\0')));
-  ASSERT_LT(bomb.size() + 2 * zeros_chunk.size(), zb);
-  while (bomb.size() + zeros_chunk.size() <= zb) bomb += zeros_chunk;
-  bomb.resize(zb, '\xff');
-  served_.Put("b.pak.orvz", bomb);
-  EXPECT_EQ(Run(nginx_).back(),
-            "erro|Arquivo corrompido no download (b.pak). Tente de novo.|0/1|" + S(zb) + "/" + S(zb));
-  EXPECT_TRUE(Logged(TakeLog(), "descompactar b.pak falhou (arquivo comprimido invalido)"));
-  EXPECT_FALSE(PathExists(JoinRelative(staging_, "b.pak.orvz.part")));
-  EXPECT_FALSE(PathExists(JoinRelative(staging_, "b.pak.descomp")));
-  EXPECT_EQ(GameFiles(), AsMap(v2_));
+  const struct {
+    const char* kind;
+    std::size_t changed;   // index in v2_
+    const char* served;    // what the server sends corrupt
+    std::size_t requests;  // for `served` at nginx after the run, the set-up's included
+  } cases[] = {{"hash errado", 2, "c.pak", 2}, {"nao descompacta", 1, "b.pak.orvz", 1}, {"bomba", 1, "b.pak.orvz", 2}};
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.kind);
+    std::vector<GameFile> v3 = v2_;
+    v3[c.changed].bytes = CompressibleBytes(v3[c.changed].bytes.size() + 10000, 77);
+    Publish(v3, "3.0");
+    const std::string& caminho = v3[c.changed].caminho;
+    const bool packed = c.changed == 1;
+    const std::uint64_t size = packed ? published_[caminho].zTamanho : published_[caminho].tamanho;
+    std::string body = packed ? "isto nao e um arquivo compactado" : CompressibleBytes(size, 76);
+    if (c.kind == std::string("bomba")) {
+      body = OrvzHeader(kAlgorithmXpressHuff, 65536, 1ull << 40);
+      const std::string zeros = OrvzChunk(Container(kAlgorithmXpressHuff, std::string(65536, '\0')));
+      ASSERT_LT(body.size() + 2 * zeros.size(), size);
+      while (body.size() + zeros.size() <= size) body += zeros;
+      body.resize(size, '\xff');
+    }
+    served_.Put(c.served, body);
+    const std::string bytes = S(body.size()) + "/" + S(size);
+    std::vector<std::string> expected = {"verificando|Buscando atualizações…|0/0|0/0"};
+    if (packed) expected.push_back("baixando|Descompactando 1/1|1/1|" + bytes);
+    expected.push_back("erro|Arquivo corrompido no download (" + caminho + "). Tente de novo.|0/1|" + bytes);
+    EXPECT_EQ(Run(nginx_), expected);
+    EXPECT_TRUE(Logged(TakeLog(), packed ? "descompactar b.pak falhou (arquivo comprimido invalido)"
+                                         : "hash errado em c.pak (" + DigestOf(body) + "), apagando"));
+    for (const char* work : {".part", ".orvz.part", ".descomp"}) EXPECT_FALSE(PathExists(Staged(caminho + work)));
+    EXPECT_EQ(Requests(nginx_, c.served, c.requests), c.requests);
+    EXPECT_TRUE(clock_.sleeps_ms.empty());
+    EXPECT_EQ(Differences(v2_), "");
+  }
 }
 
 // Every changed file already staged by an earlier run: nothing is fetched, install comes next.
@@ -510,7 +304,7 @@ TEST_F(UpdateRunFromV2, EveryChangedFileAlreadyStagedFetchesNothing) {
   v5[0].bytes = CompressibleBytes(110000, 78);
   v5[1].bytes = CompressibleBytes(130000, 79);
   Publish(v5, "5.0");
-  for (int i : {0, 1}) WriteTestFile(JoinRelative(staging_, v5[i].caminho), v5[i].bytes);
+  for (int i : {0, 1}) WriteTestFile(Staged(v5[i].caminho), v5[i].bytes);
   const std::uint64_t total5 = 110000 + 130000 + 310000;
   EXPECT_EQ(Run(nginx_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
@@ -519,7 +313,7 @@ TEST_F(UpdateRunFromV2, EveryChangedFileAlreadyStagedFetchesNothing) {
                              "instalando|Instalando…|0/0|0/0",
                              "pronto|Jogo atualizado.|3/3|" + S(total5) + "/" + S(total5),
                          }));
-  EXPECT_EQ(GameFiles(), AsMap(v5));
+  EXPECT_EQ(Differences(v5), "");
   EXPECT_EQ(Requests(nginx_, "a.pak"), 0u);
   EXPECT_EQ(Requests(nginx_, "b.pak.orvz"), 0u);
 }
@@ -529,9 +323,16 @@ class UpdateRunLauncher : public UpdateRun {
  protected:
   void SetUp() override {
     UpdateRun::SetUp();
-    for (const GameFile& f : v1_) WriteTestFile(JoinRelative(game_, f.caminho), f.bytes);
+    Install(v1_);
     served_.Put("OrvLauncher.exe", launcher_);
     served_.Put("bin/OrvLauncher-1.3.exe", launcher_);
+  }
+  // Publishes `files` with `launcher` in the manifest.
+  void PublishWith(const std::vector<GameFile>& files, const std::string& versao, const std::string& launcher_versao,
+                   const std::string& sha256, const std::string& arquivo = "OrvLauncher.exe") {
+    Publish(files, versao, [&](Manifest& m) {
+      m.launcher = LauncherEntry{.present = true, .versao = launcher_versao, .sha256 = sha256, .arquivo = arquivo};
+    });
   }
 
   const std::vector<GameFile> v1_ = {{"jogo.pak", CompressibleBytes(40000, 81)}};
@@ -545,7 +346,7 @@ class UpdateRunLauncher : public UpdateRun {
 // Our own version, however spelled, is not newer: no download at all.
 TEST_F(UpdateRunLauncher, OurOwnVersionHoweverSpelledIsNotDownloaded) {
   for (const std::string versao : {"1.2.5", "1.2.5.0"}) {
-    Publish(v1_, "1.0", Launcher(versao, digest_));
+    PublishWith(v1_, "1.0", versao, digest_);
     EXPECT_EQ(Run(nginx_).back(), "pronto|Jogo atualizado.|1/1|40000/40000") << versao;
   }
   EXPECT_EQ(Requests(nginx_, "OrvLauncher.exe"), 0u);
@@ -556,45 +357,38 @@ TEST_F(UpdateRunLauncher, OurOwnVersionHoweverSpelledIsNotDownloaded) {
 // A newer one (under the default name) comes after the game files are installed; the run ends
 // with the restart and leaves the script's path for the host.
 TEST_F(UpdateRunLauncher, ANewerOneIsReplacedThroughTheSwapScript) {
-  Publish(v2_, "2.0", Launcher("1.2.6", digest_));
+  PublishWith(v2_, "2.0", "1.2.6", digest_);
   EXPECT_EQ(Run(nginx_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
                              "instalando|Instalando…|1/1|45000/45000",
                              "reiniciar|Launcher atualizado. Reiniciando…|0/0|0/0",
                          }));
-  EXPECT_EQ(GameFiles(), AsMap(v2_));
+  EXPECT_EQ(Differences(v2_), "");
   EXPECT_EQ(ReadTestFile(novo_), launcher_);
   EXPECT_EQ(state_.swap_script_path, script_);
   EXPECT_EQ(ReadTestFile(script_), SwapScriptText(novo_, GetModulePath()));
   EXPECT_TRUE(Logged(TakeLog(), "launcher 1.2.6 baixado; troca pelo " + PathToUtf8(script_)));
 }
 
-// A wrong digest is logged and dropped, a leftover new file included; the game update still ends well.
-TEST_F(UpdateRunLauncher, AWrongDigestIsLoggedAndDropped) {
+// A new launcher that fails (a wrong digest; a download error, tried once and never retried) is
+// logged and dropped with the leftover of an earlier try; the game update still ends well.
+TEST_F(UpdateRunLauncher, AFailedNewLauncherIsLoggedAndDroppedWithItsLeftover) {
   UpdatedTo(v1_, v2_, "2.0");
-  WriteTestFile(novo_, launcher_);  // left by an earlier run
-  Publish(v2_, "2.0", Launcher("1.3", std::string(63, '0') + "1"));
-  EXPECT_EQ(Run(nginx_).back(), "pronto|Jogo atualizado.|1/1|45000/45000");
-  EXPECT_TRUE(Logged(TakeLog(), "launcher novo falhou: hash errado"));
-  EXPECT_FALSE(PathExists(novo_));
-  EXPECT_FALSE(PathExists(script_));
-  EXPECT_TRUE(state_.swap_script_path.empty());
-}
-
-// A failed download (tried once, never retried) is logged and dropped, a leftover new file
-// included; the game update still ends well.
-TEST_F(UpdateRunLauncher, AFailedDownloadIsTriedOnceAndItsLeftoverDropped) {
-  UpdatedTo(v1_, v2_, "2.0");
-  WriteTestFile(novo_, "restos de uma tentativa antiga");
-  Publish(v2_, "2.0", Launcher("1.3", digest_, "bin/OrvLauncher-1.3.exe"));
-  Arm(1, "status/500", "bin/OrvLauncher-1.3.exe");
-  EXPECT_EQ(Run(fault_).back(), "pronto|Jogo atualizado.|1/1|45000/45000");
-  EXPECT_TRUE(Logged(TakeLog(), "launcher novo falhou: HTTP 500"));
-  EXPECT_EQ(Requests(fault_, "bin/OrvLauncher-1.3.exe", 1), 1u);
-  EXPECT_TRUE(clock_.sleeps_ms.empty());
-  EXPECT_FALSE(PathExists(novo_));
-  EXPECT_FALSE(PathExists(script_));
-  EXPECT_TRUE(state_.swap_script_path.empty());
+  for (const bool wrong_digest : {true, false}) {
+    SCOPED_TRACE(wrong_digest ? "hash errado" : "HTTP 500");
+    WriteTestFile(novo_, "restos de uma tentativa antiga");
+    const std::string arquivo = wrong_digest ? "OrvLauncher.exe" : "bin/OrvLauncher-1.3.exe";
+    PublishWith(v2_, "2.0", "1.3", wrong_digest ? std::string(63, '0') + "1" : digest_, arquivo);
+    if (!wrong_digest) Arm(1, "status/500", arquivo);
+    EXPECT_EQ(Run(fault_).back(), "pronto|Jogo atualizado.|1/1|45000/45000");
+    EXPECT_TRUE(
+        Logged(TakeLog(), wrong_digest ? "launcher novo falhou: hash errado" : "launcher novo falhou: HTTP 500"));
+    EXPECT_EQ(Requests(fault_, arquivo, 1), 1u);
+    EXPECT_TRUE(clock_.sleeps_ms.empty());
+    EXPECT_FALSE(PathExists(novo_));
+    EXPECT_FALSE(PathExists(script_));
+    EXPECT_TRUE(state_.swap_script_path.empty());
+  }
 }
 
 }  // namespace

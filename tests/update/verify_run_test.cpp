@@ -13,17 +13,11 @@
 #include "core/file_util.h"
 #include "core/json.h"
 #include "core/paths.h"
-#include "support/fake_clock.h"
 #include "support/noise_bytes.h"
-#include "support/scoped_folders.h"
-#include "support/test_channel.h"
-#include "test_servers.h"
+#include "support/update_run_fixture.h"
 #include "tools/common/console.h"
 #include "tools/orvsync/orvsync.h"
 #include "update/hash_cache.h"
-#include "update/sha256.h"
-#include "update/swap_journal.h"
-#include "update/update_run.h"
 
 namespace orv {
 
@@ -44,12 +38,6 @@ std::string Estado(const std::string& fase, const std::string& texto, int atual,
 
 const std::string kSearching = Estado("verificando", "Buscando atualizações…", 0, 0, 0, 0, "");
 
-std::string LogText() {
-  std::string text;
-  (void)ReadWholeFile(GetDataFolder() / "launcher.log", text);
-  return text;
-}
-
 // Manifest entries changed the ways a test needs: variant sizes that were never published, a
 // digest that is not the file's.
 ManifestEntry Compressed(ManifestEntry entry, std::uint64_t z_tamanho) {
@@ -67,22 +55,14 @@ ManifestEntry WithDigest(ManifestEntry entry, const std::string& sha256) {
   return entry;
 }
 LauncherEntry Launcher(const std::string& versao, const std::string& sha256) {
-  LauncherEntry launcher;
-  launcher.present = true;
-  launcher.versao = versao;
-  launcher.sha256 = sha256;
-  return launcher;
+  return LauncherEntry{.present = true, .versao = versao, .sha256 = sha256};
 }
 
-class VerifyRun : public ::testing::Test {
+class VerifyRun : public UpdateRunFixture {
  protected:
   void SetUp() override {
-    ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
-    state_.clock = &clock_;
-    state_.progress_sink = [this](const std::string& message) { messages_.push_back(message); };
-    channel_.manifesto = nginx_.base_url + served_.UrlPath("manifest.json");
-    channel_.pasta = game_;
-    fs::create_directories(game_);
+    UpdateRunFixture::SetUp();
+    manifesto_ = nginx_.base_url + served_.UrlPath("manifest.json");
   }
 
   // Publishes `bytes` under `caminho` and returns its manifest entry.
@@ -99,25 +79,14 @@ class VerifyRun : public ::testing::Test {
   }
   [[nodiscard]] fs::path Installed(const std::string& caminho) const { return JoinRelative(game_, caminho); }
   void Install(const std::string& caminho, const std::string& bytes) { WriteTestFile(Installed(caminho), bytes); }
-  void Stage(const std::string& caminho, const std::string& bytes) {
-    WriteTestFile(JoinRelative(StagingFolder(game_), caminho), bytes);
-  }
-
+  void Stage(const std::string& caminho, const std::string& bytes) { WriteTestFile(Staged(caminho), bytes); }
+  // The "estado" messages of one verification, as the page receives them.
   std::vector<std::string> Verify() {
-    messages_.clear();
-    UpdateEngine::Run(state_, channel_, /*apply=*/false);
-    EXPECT_EQ(state_.run_active.load(), 0);
-    return messages_;
+    RunOnce(manifesto_, /*apply=*/false);
+    return raw_;
   }
 
-  const TestServer nginx_ = NginxServer();
-  ServedFolder served_;
-  ScopedFolders folders_;
-  const fs::path game_ = folders_.root() / "Jogo";
-  FakeClock clock_;
-  EngineState state_;
-  Channel channel_;
-  std::vector<std::string> messages_;
+  std::string manifesto_;
 };
 
 TEST_F(VerifyRun, CurrentFolderIsUpToDateAndIsThenReverifiedWithoutReadingFileData) {
@@ -219,22 +188,22 @@ TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
 }
 
 TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
-  const std::string url = channel_.manifesto;
+  const std::string url = manifesto_;
   const std::string unavailable = "Servidor de atualização indisponível (manifesto inválido).";
   // Not JSON, and "arquivos" not an array: the same log line and page text, before any version.
   for (const char* bad : {"{\"arquivos\":[", "{\"versao\":\"9\",\"arquivos\":{}}"}) {
     served_.Put("manifest.json", bad);
     EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("erro", unavailable, 0, 0, 0, 0, "")})) << bad;
   }
-  EXPECT_NE(LogText().find("] manifesto " + url + ": JSON invalido\r\n"), std::string::npos);
+  EXPECT_NE(LauncherLog().find("] manifesto " + url + ": JSON invalido\r\n"), std::string::npos);
   // Not there at all: the transfer's reason.
-  channel_.manifesto = nginx_.base_url + served_.UrlPath("sumiu.json");
+  manifesto_ = nginx_.base_url + served_.UrlPath("sumiu.json");
   EXPECT_EQ(Verify(), (std::vector<std::string>{
                           kSearching,
                           Estado("erro", "Servidor de atualização indisponível (HTTP 404).", 0, 0, 0, 0, ""),
                       }));
-  EXPECT_NE(LogText().find("] manifesto " + channel_.manifesto + ": HTTP 404\r\n"), std::string::npos);
-  channel_.manifesto = url;
+  EXPECT_NE(LauncherLog().find("] manifesto " + manifesto_ + ": HTTP 404\r\n"), std::string::npos);
+  manifesto_ = url;
 
   // Entries that would leave the game folder or carry a malformed digest count nowhere. Beside the
   // game folder lies a file one of them names; it must not even be read.
@@ -268,7 +237,7 @@ TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
                       }));
   // An uppercase digest never matches, also when the cache answers for the file.
   EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, due}));
-  const std::string log = LogText();
+  const std::string log = LauncherLog();
   for (const char* skipped : {"../fora.txt", "x:y.txt", "/abs.txt", "\\abs.txt", "curto.txt"}) {
     EXPECT_NE(log.find(std::string("] entrada ignorada: ") + skipped + "\r\n"), std::string::npos) << skipped;
   }
@@ -287,7 +256,8 @@ TEST_F(VerifyRun, DamagedJournalBlocksTheRunUntilRemovedByHand) {
     EXPECT_EQ(Verify(), std::vector<std::string>{blocked});
   }
   EXPECT_EQ(ReadTestFile(JournalPath(game_)), truncated);
-  EXPECT_EQ(ReadTestFile(JoinRelative(StagingFolder(game_), "a.txt")), "novo");
+  EXPECT_EQ(ReadTestFile(Staged("a.txt")), "novo");
+  EXPECT_FALSE(fs::exists(Installed("a.txt")));
   EXPECT_TRUE(RequestsFor(nginx_, served_.UrlPath("manifest.json"), 0).empty());
 
   // Gone: an empty file list without versions is current, with zero counters and "?" versions.
@@ -313,12 +283,12 @@ TEST_F(VerifyRun, OrvsyncExitCodes) {
     return code;
   };
   std::string out;
-  EXPECT_EQ(run(channel_.manifesto, out), 1);
+  EXPECT_EQ(run(manifesto_, out), 1);
   EXPECT_NE(out.find(Estado("desatualizado", "Atualização disponível: 1 arquivo, 0,0 MB.", 0, 1, 0, 4096) + "\n"),
             std::string::npos)
       << out;
   Install("jogo.pak", bytes);
-  EXPECT_EQ(run(channel_.manifesto, out), 0);
+  EXPECT_EQ(run(manifesto_, out), 0);
   EXPECT_EQ(out.substr(out.rfind('{')), Estado("pronto", "Jogo atualizado.", 1, 1, 4096, 4096) + "\n");
   EXPECT_EQ(run(nginx_.base_url + served_.UrlPath("sumiu.json"), out), 2);
   EXPECT_EQ(out.substr(out.rfind('{')),
