@@ -77,13 +77,8 @@ struct Published {
   }
 };
 
-class BlockDelta : public ::testing::Test {
+class BlockDelta : public ServedTest {
  protected:
-  void SetUp() override {
-    ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
-    ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
-  }
-
   // `caminho` uses backslashes, as manifests written on Windows do; URLs must not.
   Published Publish(const std::string& caminho, const std::string& content) {
     Published p;
@@ -131,13 +126,6 @@ class BlockDelta : public ::testing::Test {
         &cancel_, clock_, error_);
   }
 
-  void Arm(int requests, const std::string& directives, const Published& p) {
-    std::string body, reason;
-    ASSERT_EQ(FetchToMemory(fault_.base_url + "/arm/" + std::to_string(requests) + directives + p.uri, body, reason),
-              200)
-        << reason;
-  }
-
   // A whole-length .orvb.part that must not be kept: the run fails with `error` and leaves neither
   // work file, so the next run starts clean and succeeds.
   void ExpectPartialThrownAway(const Published& p, const std::string& partial, const std::string& error) {
@@ -160,10 +148,7 @@ class BlockDelta : public ::testing::Test {
     return orvb;
   }
 
-  const TestServer nginx_ = NginxServer();
-  const TestServer fault_ = FaultServer();
   ScopedFolders folders_;  // the log goes to the temporary data folder
-  ServedFolder served_;
   FakeClock clock_;
   CancelFlag cancel_{0};
   bool cancel_on_progress_ = false;
@@ -277,7 +262,7 @@ TEST_F(BlockDelta, WithNothingInstalledTheWholeOrvbComesAndACutOneResumes) {
   const Published whole = PublishWhole();
   const std::uint64_t size = whole.entry.bTamanho;
   ASSERT_GT(size, 320000u);
-  Arm(2, "/cut/300000", whole);  // the header request is short enough to get through whole
+  ArmFaults(2, "cut/300000", whole.uri);  // the header request is short enough to get through whole
   ASSERT_EQ(Run(whole, Nowhere(), fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(whole)), Content(160, 0, 22));
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
@@ -353,7 +338,7 @@ class BlockDeltaFailures : public BlockDelta {
 
 // The header fails twice, then comes: two pauses, no log line for them.
 TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
-  Arm(2, "/status/500", p_);
+  ArmFaults(2, "status/500", p_.uri);
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000}));
   EXPECT_THAT(TakeLauncherLog(), Not(HasSubstr("falhou")));
@@ -362,7 +347,7 @@ TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
 
 // Eight header failures: a pause after each, the eighth included, and the last reason.
 TEST_F(BlockDeltaFailures, EightHeaderFailuresGiveUpWithTheLastReason) {
-  Arm(8, "/status/500", p_);
+  ArmFaults(8, "status/500", p_.uri);
   EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "HTTP 500");
   EXPECT_EQ(clock_.sleeps_ms, all_delays_);
@@ -371,7 +356,7 @@ TEST_F(BlockDeltaFailures, EightHeaderFailuresGiveUpWithTheLastReason) {
 
 // A range that ends early is logged and asked again.
 TEST_F(BlockDeltaFailures, AShortRangeIsLoggedAndAskedAgain) {
-  Arm(2, "/short/1000", p_);
+  ArmFaults(2, "short/1000", p_.uri);
   ASSERT_EQ(Run(p_, installed_, fault_.base_url), 0) << error_;
   EXPECT_EQ(ReadTestFile(Target(p_)), fresh_);
   EXPECT_EQ(clock_.sleeps_ms, std::vector<std::uint32_t>{2000});
@@ -381,7 +366,7 @@ TEST_F(BlockDeltaFailures, AShortRangeIsLoggedAndAskedAgain) {
 
 // ...and gives up after the eighth.
 TEST_F(BlockDeltaFailures, AShortRangeGivesUpAfterTheEighthAttempt) {
-  Arm(9, "/short/1000", p_);
+  ArmFaults(9, "short/1000", p_.uri);
   EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intervalo incompleto");
   EXPECT_EQ(clock_.sleeps_ms, all_delays_);

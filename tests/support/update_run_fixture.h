@@ -53,11 +53,10 @@ inline std::string Escaped(std::string_view path) {
   return out;
 }
 
-class UpdateRunFixture : public ::testing::Test {
+class UpdateRunFixture : public ServedTest {
  protected:
   void SetUp() override {
-    ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
-    ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
+    ServedTest::SetUp();
     clock_.step_ms = 300;
     state_.clock = &clock_;
     // A message whose page sink throws never reached the page: it is not recorded. The fields come
@@ -154,9 +153,7 @@ class UpdateRunFixture : public ::testing::Test {
   }
   // The next `k` requests for `name` at the fault server carry `directives` ("status/500", ...).
   void Arm(int k, const std::string& directives, const std::string& name) {
-    std::string body, reason;
-    const std::string url = fault_.base_url + "/arm/" + S(k) + "/" + directives + Escaped(served_.UrlPath(name));
-    ASSERT_EQ(FetchToMemory(url, body, reason), 200) << reason;
+    ArmFaults(k, directives, Escaped(served_.UrlPath(name)));
   }
   static std::string TakeLog() { return TakeLauncherLog(); }
   static bool Logged(const std::string& log, const std::string& line) {
@@ -182,10 +179,7 @@ class UpdateRunFixture : public ::testing::Test {
   }
   static std::string S(std::uint64_t n) { return std::to_string(n); }
 
-  const TestServer nginx_ = NginxServer();
-  const TestServer fault_ = FaultServer();
   ScopedFolders folders_;
-  ServedFolder served_;
   FakeClock clock_;
   EngineState state_;
   const std::filesystem::path game_ = folders_.root() / "Jogo";

@@ -30,16 +30,8 @@ struct ChunkLog {
   }
 };
 
-class HttpClient : public ::testing::Test {
+class HttpClient : public ServedTest {
  protected:
-  void SetUp() override {
-    ASSERT_FALSE(nginx_.base_url.empty()) << "the http_nginx fixture is not running";
-    ASSERT_FALSE(fault_.base_url.empty()) << "the http_fault fixture is not running";
-  }
-
-  const TestServer nginx_ = NginxServer();
-  const TestServer fault_ = FaultServer();
-  ServedFolder served_;
   TempDir local_;
   std::string reason_;
 };
