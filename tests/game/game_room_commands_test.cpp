@@ -45,18 +45,6 @@ TEST(GameCommandsBridge, SalvarConfigWithOnlyResXChangesOnlyTheWidth) {
   std::string expected = kDefaultConfig;
   expected.replace(expected.find("1920"), 4, "1280");
   EXPECT_EQ(rig.posted, std::vector<std::string>{expected});
-
-  // Every field, numbers and decimal strings; the instance count clamped by the save.
-  rig.posted.clear();
-  rig.bridge.OnPageMessage(
-      R"({"cmd":"salvarConfig","dados":{"resX":"2560","resY":1440,"modo":0,"qualidade":3,"sombras":1,)"
-      R"("efeitos":0,"geral":80,"musica":30,"som":70,"instancias":9,"idioma":"en-US"}})");
-  rig.bridge.OnPageMessage(R"({"cmd":"config"})");
-  EXPECT_EQ(rig.posted,
-            (std::vector<std::string>{kSaved,
-                                      "{\"tipo\":\"config\",\"config\":{\"resX\":2560,\"resY\":1440,\"modo\":0,"
-                                      "\"qualidade\":3,\"sombras\":1,\"efeitos\":0,\"geral\":80,\"musica\":30,"
-                                      "\"som\":70,\"instancias\":4,\"idioma\":\"en-US\"}}"}));
 }
 
 TEST(GameCommandsBridge, SalvarConfigWithoutDadosStillSavesAndAnswers) {

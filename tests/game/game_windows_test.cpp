@@ -107,8 +107,8 @@ TEST_F(WindowsPrerequisites, RegistryValuesDecideTheRuntime) {
     int bld;
     bool present;
   };
-  const Case cases[] = {{1, 14, 50, 35718, false}, {1, 14, 50, 35719, true}, {1, 14, 51, 0, true},
-                        {1, 15, 0, 0, true},       {0, 15, 0, 0, false},     {1, 14, 49, 99999, false}};
+  // Enough to show that each of the four values is read; the rule itself is VcRuntimeVersion's.
+  const Case cases[] = {{1, 14, 50, 35718, false}, {1, 14, 50, 35719, true}, {0, 15, 0, 0, false}};
   for (const Case& c : cases) {
     WriteRuntime(c.installed, c.major, c.minor, c.bld);
     EXPECT_EQ(VcRuntimePresent(CheckPrerequisites()), c.present)
@@ -130,61 +130,37 @@ TEST_F(WindowsPrerequisites, RegistryValuesDecideTheRuntime) {
   EXPECT_EQ(CheckPrerequisites(), MakePrerequisiteFlags(true, false));
 }
 
-// The real system, with the script's text kept before it is started (and deleted).
-class KeepingSystem final : public PrerequisiteSystem {
- public:
-  PrerequisiteFlags Check() override { return SystemPrerequisites().Check(); }
-  bool RunElevatedScript(const std::filesystem::path& script, std::uint32_t& error_code) override {
-    EXPECT_TRUE(ReadWholeFile(script, script_text));
-    return SystemPrerequisites().RunElevatedScript(script, error_code);
-  }
-  std::string script_text;
-};
-
+// The script's text, its deletion order and the log lines are InstallTest's; here the script really
+// runs, through "runas" (no consent prompt under Wine: cmd.exe runs it as an ordinary start).
 TEST_F(WindowsPrerequisites, ElevatedScriptInstallsTheRuntime) {
-  // "runas" under Wine: no consent prompt; cmd.exe runs the script as an ordinary start.
   const std::filesystem::path game = folders_.root() / "Jogo";
   CopyStandin(VcRedistInstaller(game));
   DeleteRuntimeKey();
   SetGameInput(true);
-  KeepingSystem system;
   std::string error;
-  EXPECT_TRUE(InstallPrerequisites(game, error, system)) << error;
-  const std::string installer = PathToUtf8(VcRedistInstaller(game));
-  EXPECT_EQ(system.script_text, "@echo off\r\n\"" + installer + "\" /install /quiet /norestart\r\n");
+  EXPECT_TRUE(InstallPrerequisites(game, error)) << error;
   EXPECT_FALSE(PathExists(GetDataFolder() / "prereqs.cmd"));
   const auto records = WaitForRecords(VcRedistInstaller(game).parent_path(), 1);
   ASSERT_EQ(records.size(), 1u);
   EXPECT_NE(records[0].command_line.find("/install /quiet /norestart"), std::string::npos) << records[0].command_line;
   EXPECT_EQ(CheckPrerequisites(), MakePrerequisiteFlags(true, true));
-  const std::string log = TakeLauncherLog();
-  EXPECT_NE(log.find("] pre-requisitos: vc=0 gameinput=1, instalando\r\n"), std::string::npos) << log;
-  EXPECT_NE(log.find("] pre-requisitos depois: vc=1 gameinput=1\r\n"), std::string::npos) << log;
 }
 
-TEST_F(WindowsPrerequisites, ScriptForEachCombination) {
+TEST_F(WindowsPrerequisites, TheRealSecondCheckDecides) {
   const std::filesystem::path game = folders_.root() / "Jogo";
   std::string error;
-  KeepingSystem system;
 
-  // Only GameInput missing: msiexec gets a package it cannot install, the second check decides.
+  // Only GameInput missing: msiexec gets a package it cannot install.
   ASSERT_TRUE(WriteWholeFile(GameInputInstaller(game), "nao e um pacote"));
-  std::filesystem::remove(VcRedistInstaller(game));
   WriteRuntime(1, 14, 50, 35719);
-  EXPECT_FALSE(InstallPrerequisites(game, error, system));
+  EXPECT_FALSE(InstallPrerequisites(game, error));
   EXPECT_EQ(error, "o GameInput não foi instalado");
-  EXPECT_EQ(system.script_text,
-            "@echo off\r\nmsiexec /i \"" + PathToUtf8(GameInputInstaller(game)) + "\" /quiet /norestart\r\n");
 
-  // Both missing, both installers there: both lines, the runtime's first.
+  // Both missing, both installers there: the stand-in installs the runtime, msiexec still fails.
   CopyStandin(VcRedistInstaller(game));
   DeleteRuntimeKey();
-  EXPECT_FALSE(InstallPrerequisites(game, error, system));
-  EXPECT_EQ(error, "o GameInput não foi instalado") << "the stand-in installed the runtime";
-  EXPECT_EQ(system.script_text, "@echo off\r\n\"" + PathToUtf8(VcRedistInstaller(game)) +
-                                    "\" /install /quiet /norestart\r\nmsiexec /i \"" +
-                                    PathToUtf8(GameInputInstaller(game)) + "\" /quiet /norestart\r\n");
-  EXPECT_NE(TakeLauncherLog().find("] pre-requisitos depois: vc=1 gameinput=0\r\n"), std::string::npos);
+  EXPECT_FALSE(InstallPrerequisites(game, error));
+  EXPECT_EQ(error, "o GameInput não foi instalado");
 }
 
 class WindowsLaunch : public ::testing::Test {
@@ -203,43 +179,23 @@ class WindowsLaunch : public ::testing::Test {
   std::filesystem::path folder_;
 };
 
+// The count, spacing and arguments are the launch rig's; here the real starts of a path with blanks
+// and accents.
 TEST_F(WindowsLaunch, StartsEachInstanceQuotedInTheGameFolder) {
   CopyStandin(folder_ / "ORV2.exe");
-  struct Case {
-    const char* instancias;
-    const char* mode;
-    size_t starts;
-    std::string arguments;
-  };
-  const Case cases[] = {{"1", "1", 1, " -windowed -ResX=1920 -ResY=1080"},
-                        {"3", "0", 3, ""},
-                        {"7", "2", 4, " -windowed -ResX=1920 -ResY=1080"}};
-  for (const Case& c : cases) {
-    SCOPED_TRACE(c.instancias);
-    for (const auto& entry : std::filesystem::directory_iterator(folder_)) {
-      if (entry.path().extension() == ".txt") std::filesystem::remove(entry.path());
-    }
-    rig_.clock.sleeps_ms.clear();
-    rig_.window.calls.clear();
-    Play(c.instancias, c.mode);
-    const auto records = WaitForRecords(folder_, c.starts);
-    ASSERT_EQ(records.size(), c.starts);
-    for (const Record& record : records) {
-      EXPECT_EQ(record.command_line, Quoted() + c.arguments);
-      EXPECT_EQ(record.folder, PathToUtf8(folder_));
-    }
-    std::vector<std::uint32_t> sleeps(c.starts - 1, 3000);
-    sleeps.push_back(500);
-    EXPECT_EQ(rig_.clock.sleeps_ms, sleeps);
-    EXPECT_EQ(rig_.window.CloseRequests(), 1);
+  Play("2", "1");
+  const auto records = WaitForRecords(folder_, 2);
+  ASSERT_EQ(records.size(), 2u);
+  for (const Record& record : records) {
+    EXPECT_EQ(record.command_line, Quoted() + " -windowed -ResX=1920 -ResY=1080");
+    EXPECT_EQ(record.folder, PathToUtf8(folder_));
   }
-  EXPECT_NE(TakeLauncherLog().find("] jogo aberto (4/4)\r\n"), std::string::npos);
+  EXPECT_EQ(rig_.window.CloseRequests(), 1);
 }
 
 TEST_F(WindowsLaunch, EveryStartFailingLeavesTheLauncherOpen) {
   ASSERT_TRUE(WriteWholeFile(folder_ / "ORV2.exe", "isto nao e um programa"));
   Play("2", "1");
-  EXPECT_EQ(rig_.clock.sleeps_ms, std::vector<std::uint32_t>{3000});
   EXPECT_EQ(rig_.window.CloseRequests(), 0);
   const std::string log = TakeLauncherLog();
   EXPECT_NE(log.find("] CreateProcess falhou: "), std::string::npos) << log;
