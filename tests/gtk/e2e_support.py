@@ -56,12 +56,6 @@ class Server:
         with open(os.path.join(state, "nginx", "url")) as f:
             self.url = f.read().strip()
         self.www = os.path.join(state, "www")
-        self.access_log = os.path.join(state, "nginx", "access.log")
-
-    def requests(self):
-        """The access log's lines so far."""
-        with open(self.access_log) as f:
-            return f.readlines()
 
     def close(self):
         subprocess.run([sys.executable, SERVERCTL, "stop", "nginx", "--state", self.state],
@@ -102,7 +96,6 @@ class Launcher:
         if ui_folder:
             shutil.copytree(ui_folder, os.path.join(self.app, "ui"))
         self.data = os.path.join(self.home, "dados")
-        self.log_path = os.path.join(self.data, "OrvLauncher", "launcher.log")
         self.opened_path = os.path.join(work, "opened.txt")
         self.game = os.path.join(self.home, "Games", "Valdren")
         self.env = dict(os.environ, HOME=self.home, XDG_DATA_HOME=self.data,
@@ -147,12 +140,6 @@ class Launcher:
     def run(self, *args, timeout=120):
         self.start(*args)
         return self.wait(timeout)
-
-    def log_lines(self):
-        if not os.path.exists(self.log_path):
-            return []
-        with open(self.log_path, encoding="utf-8", errors="replace") as f:
-            return [line.rstrip("\r\n") for line in f]
 
     def opened(self):
         if not os.path.exists(self.opened_path):
