@@ -99,8 +99,6 @@ TEST(GameCommandsBridge, JogarAnswersAtOnceAndTheWorkerStartsTheGame) {
   EXPECT_EQ(rig.starter.starts[0].command_line,
             "\"" + PathToUtf8(JoinRelative(folder, "ORV2.exe")) + "\" -windowed -ResX=1920 -ResY=1080");
   EXPECT_EQ(rig.starter.starts[0].folder, folder);
-  EXPECT_EQ(rig.clock.sleeps_ms, std::vector<std::uint32_t>{500});
-  EXPECT_EQ(rig.window.CloseRequests(), 1);
   EXPECT_NE(TakeLauncherLog().find("] jogo aberto (1/1)\r\n"), std::string::npos);
 }
 
@@ -153,6 +151,7 @@ TEST(GameLaunch, FailedStartsAreLoggedAndOnlyAllFailingKeepsTheLauncherOpen) {
   EXPECT_EQ(rig.posted, std::vector<std::string>{kOpening}) << "no further notice when every start fails";
 }
 
+// Every reason an installation fails is InstallTest's; here how one reaches the page.
 TEST(GameLaunch, MissingPrerequisitesAreInstalledFirstOrStopTheLaunch) {
   LaunchRig rig;
   rig.InstallGame();
@@ -164,16 +163,6 @@ TEST(GameLaunch, MissingPrerequisitesAreInstalledFirstOrStopTheLaunch) {
                             "C++ ausente (verifique os arquivos).\"}"}));
   EXPECT_TRUE(rig.starter.starts.empty());
   EXPECT_EQ(rig.window.CloseRequests(), 0);
-
-  // With the installer there, a declined consent prompt also stops the launch.
-  ASSERT_TRUE(WriteWholeFile(VcRedistInstaller(rig.GameFolder()), "MZ"));
-  rig.posted.clear();
-  rig.Play();
-  EXPECT_EQ(rig.prerequisites.elevated_starts, 1);
-  EXPECT_EQ(rig.posted, (std::vector<std::string>{kOpening, kInstalling,
-                                                  "{\"tipo\":\"aviso\",\"texto\":\"Não foi possível preparar o jogo: a "
-                                                  "instalação foi cancelada na confirmação do Windows.\"}"}));
-  EXPECT_TRUE(rig.starter.starts.empty());
 }
 
 }  // namespace

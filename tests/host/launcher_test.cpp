@@ -8,7 +8,6 @@
 #include <gtest/gtest.h>
 
 #include <windows.h>
-#include <shlobj.h>
 
 #include <algorithm>
 #include <chrono>
@@ -88,14 +87,6 @@ void ExpectCentred(HWND window, int width, int height) {
   EXPECT_EQ(rect.bottom - rect.top, height);
   EXPECT_EQ(rect.left, (GetSystemMetrics(SM_CXSCREEN) - width) / 2);
   EXPECT_EQ(rect.top, (GetSystemMetrics(SM_CYSCREEN) - height) / 2);
-}
-
-fs::path LocalAppData() {
-  PWSTR path = nullptr;
-  SHGetKnownFolderPath(FOLDERID_LocalAppData, 0, nullptr, &path);
-  fs::path folder = path != nullptr ? fs::path(path) : fs::path();
-  CoTaskMemFree(path);
-  return folder;
 }
 
 class LauncherTest : public ::testing::Test {
@@ -259,7 +250,7 @@ class LauncherTest : public ::testing::Test {
   HWND MainWindowOfLauncher() const { return FindWindowW(L"OrvLauncher", L"Valdren"); }
 
   TempDir work_;
-  const fs::path data_ = LocalAppData() / "OrvLauncher";
+  const fs::path data_ = GetDataFolder();
   const fs::path app_ = work_.path() / "app";
   const fs::path exe_ = app_ / "OrvLauncher.exe";
   const fs::path game_ = work_.path() / "jogo";
