@@ -73,9 +73,9 @@ class AutoMode(LauncherTest):
 
 class PageBridge(LauncherTest):
     """A test page served from a ui folder beside the program drives the bridge and reports through
-    "abrir", whose links the stand-in browser records."""
+    "abrir", whose links the stand-in browser records (which links it refuses is host_bridge_test's)."""
 
-    def test_strings_only_https_links_no_windows_no_menus_no_zoom(self):
+    def test_strings_only_no_windows_no_menus_no_zoom(self):
         launcher = self.launcher(ui_folder=os.path.join(HERE, "pagina_ponte"))
         launcher.start()
         window = launcher.main_window()
