@@ -437,23 +437,6 @@ TEST_F(CrashSafety, KilledAnywhereTheNextRunsFinishTheUpdateWithoutFetchingTwice
   RecordProperty("torn_journals", torn_journals);
 }
 
-TEST_F(CrashSafety, ACrashBetweenPlacingAFileAndDeletingItsDownloadLeavesNothingBehind) {
-  // As after kills right after a result was placed in the staging folder: the verified file is
-  // there, and so is the .orvz or the whole .orvb it came from.
-  const fs::path game = rig_->work / "jogo-sobras";
-  fs::copy(rig_->installed_v1, game, fs::copy_options::recursive);
-  const fs::path staging = StagingFolder(game);
-  for (const char* name : {"Binarios/Win64/ORV2.exe", "Conteudo/Paks/vozes.pak"}) {
-    WriteTestFile(JoinRelative(staging, name), rig_->v2.at(name));
-  }
-  WriteTestFile(WithSuffix(JoinRelative(staging, "Binarios/Win64/ORV2.exe"), kOrvzPartialSuffix), "compactado");
-  WriteTestFile(WithSuffix(JoinRelative(staging, "Conteudo/Paks/vozes.pak"), kOrvbPartialSuffix), "blocos");
-
-  const Outcome outcome = Sync(game, rig_->channel_v2, Aim::kNone, {});
-  EXPECT_EQ(outcome.exit_code, 0) << (outcome.lines.empty() ? "" : outcome.lines.back());
-  EXPECT_EQ(FolderDifferences(ReadFolder(game), rig_->v2), "");
-}
-
 TEST_F(CrashSafety, AFileHeldOpenFailsTheInstallAndTheNextRunFinishesIt) {
   if (!HeldFile::SharingIsEnforced()) {
     GTEST_SKIP() << "POSIX has no sharing modes: a file held open never stops the install here";
