@@ -105,28 +105,14 @@ struct Channel {
   Manifest manifest;
 };
 
-// The "caminho" a request was for (empty for the manifest and anything else). nginx writes bytes
-// outside printable ASCII as \xHH; a client may have percent-encoded them.
+// The "caminho" a request was for (empty for the manifest and anything else).
 std::string FileOfUri(const Channel& channel, const std::string& uri) {
-  std::string decoded;
-  for (size_t i = 0; i < uri.size(); ++i) {
-    const bool escaped = (uri[i] == '%' && i + 2 < uri.size()) || (uri.compare(i, 2, "\\x") == 0 && i + 3 < uri.size());
-    if (escaped) {
-      const size_t digits = uri[i] == '%' ? i + 1 : i + 2;
-      decoded += static_cast<char>(std::stoi(uri.substr(digits, 2), nullptr, 16));
-      i = digits + 1;
-    } else {
-      decoded += uri[i];
+  for (const ManifestEntry& entry : channel.manifest.arquivos) {
+    for (const char* suffix : {"", ".orvz", ".orvb"}) {
+      if (uri == EntryUrl(channel.prefix, entry.caminho, suffix)) return entry.caminho;
     }
   }
-  if (decoded.rfind(channel.prefix, 0) != 0) return {};
-  std::string name = decoded.substr(channel.prefix.size());
-  for (const char* suffix : {".orvz", ".orvb"}) {
-    if (name.size() > 5 && name.ends_with(suffix)) name.resize(name.size() - 5);
-  }
-  const bool listed = std::any_of(channel.manifest.arquivos.begin(), channel.manifest.arquivos.end(),
-                                  [&](const ManifestEntry& entry) { return entry.caminho == name; });
-  return listed ? name : std::string();
+  return {};
 }
 
 // What the client holds of one file of version 2 at a moment.

@@ -190,11 +190,9 @@ TEST_F(VerifyRun, OutdatedFolderReportsWhatAnUpdateWouldFetch) {
 TEST_F(VerifyRun, BadManifestsEndTheRunAndBadEntriesAreSkipped) {
   const std::string url = manifesto_;
   const std::string unavailable = "Servidor de atualização indisponível (manifesto inválido).";
-  // Not JSON, and "arquivos" not an array: the same log line and page text, before any version.
-  for (const char* bad : {"{\"arquivos\":[", "{\"versao\":\"9\",\"arquivos\":{}}"}) {
-    served_.Put("manifest.json", bad);
-    EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("erro", unavailable, 0, 0, 0, 0, "")})) << bad;
-  }
+  // Refused (which texts: Manifest.RejectsTextsThatAreNotAManifest): the page text, no version.
+  served_.Put("manifest.json", "{\"versao\":\"9\",\"arquivos\":{}}");
+  EXPECT_EQ(Verify(), (std::vector<std::string>{kSearching, Estado("erro", unavailable, 0, 0, 0, 0, "")}));
   EXPECT_NE(LauncherLog().find("] manifesto " + url + ": JSON invalido\r\n"), std::string::npos);
   // Not there at all: the transfer's reason.
   manifesto_ = nginx_.base_url + served_.UrlPath("sumiu.json");
