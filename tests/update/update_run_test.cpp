@@ -96,49 +96,36 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
   EXPECT_EQ(Requests(nginx_, "dados/novo/extra.bin.orvb"), 2u);
 }
 
-// The files of the retry scenarios: d.pak is a block file with one changed block in v2.
+// The files of the retry scenarios: every one changes size from version to version.
 struct RetryVersions {
-  std::string d_v1 = CompressibleBytes(32 * kRunBlock, 44);
-  std::string d_v2 = [this] {
-    std::string d = d_v1;
-    d.replace(3 * kRunBlock, 10, "0123456789");
-    return d;
-  }();
   std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(300000, 41)},
                               {"b.pak", CompressibleBytes(200000, 42), Variant::kOrvz},
-                              {"c.pak", CompressibleBytes(50000, 43)},
-                              {"d.pak", d_v1, Variant::kOrvb}};
+                              {"c.pak", CompressibleBytes(50000, 43)}};
   std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(310000, 51)},
                               {"b.pak", CompressibleBytes(210000, 52), Variant::kOrvz},
-                              {"c.pak", CompressibleBytes(60000, 53)},
-                              {"d.pak", d_v2, Variant::kOrvb}};
+                              {"c.pak", CompressibleBytes(60000, 53)}};
   std::vector<GameFile> v3 = {{"a.pak", CompressibleBytes(320000, 61)},
                               {"b.pak", CompressibleBytes(220000, 62), Variant::kOrvz},
-                              {"c.pak", CompressibleBytes(65000, 63)},
-                              {"d.pak", d_v2, Variant::kOrvb}};
+                              {"c.pak", CompressibleBytes(65000, 63)}};
 };
 
 // Cut connections and 500s are retried, each file counting its own attempts (so its own pauses);
 // a short stall is no failure.
 TEST_F(UpdateRun, RetriesCutsErrorsAndStalls) {
   const RetryVersions files;
-  const std::string& d_v2 = files.d_v2;
   const std::vector<GameFile>& v2 = files.v2;
   Install(files.v1);
   Publish(v2);
   Arm(2, "cut/100000", "a.pak");
   Arm(1, "status/500", "b.pak.orvz");
   Arm(1, "stall/300", "c.pak");
-  const std::uint64_t sa = 310000, zb = published_["b.pak"].zTamanho, total = 310000 + 210000 + 60000 + d_v2.size();
-  const std::uint64_t planned =
-      sa + zb + 60000 + static_cast<std::uint64_t>(static_cast<double>(published_["d.pak"].bTamanho) / 32.0);
+  const std::uint64_t sa = 310000, zb = published_["b.pak"].zTamanho, total = 310000 + 210000 + 60000;
+  const std::uint64_t planned = sa + zb + 60000;
   EXPECT_EQ(Run(fault_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
-                             "verificando|Verificando arquivos 4/4|4/4|580000/" + S(total),
-                             "verificando|Comparando blocos 4/4|4/4|" + S(total) + "/" + S(total),
-                             "baixando|Descompactando 2/4|2/4|" + S(sa + zb) + "/" + S(planned),
-                             "instalando|Instalando…|4/4|" + S(planned) + "/" + S(planned),
-                             "pronto|Jogo atualizado.|4/4|" + S(total) + "/" + S(total),
+                             "baixando|Descompactando 2/3|2/3|" + S(sa + zb) + "/" + S(planned),
+                             "instalando|Instalando…|3/3|" + S(planned) + "/" + S(planned),
+                             "pronto|Jogo atualizado.|3/3|" + S(total) + "/" + S(total),
                          }));
   EXPECT_EQ(Differences(v2), "");
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000, 2000}));
@@ -146,17 +133,15 @@ TEST_F(UpdateRun, RetriesCutsErrorsAndStalls) {
 }
 
 // Eight failed attempts: the failure names the file, with "atual" its index and "bytes" what was
-// done before.
-// Nothing is installed; the files finished before it wait in the staging folder, and the next run
-// takes them as they are and fetches only the one that failed.
+// done before. Nothing is installed; the files finished before it wait in the staging folder, and
+// the next run takes them as they are and fetches only the one that failed.
 TEST_F(UpdateRun, EightFailedAttemptsNameTheFileAndTheNextRunResumes) {
   const RetryVersions files;
-  const std::string& d_v2 = files.d_v2;
   const std::vector<GameFile>&v2 = files.v2, &v3 = files.v3;
   UpdatedTo(files.v1, v2, "2.0");
   Publish(v3, "3.0");
   Arm(8, "status/500", "c.pak");
-  const std::uint64_t sa = 320000, zb = published_["b.pak"].zTamanho, total = 320000 + 220000 + 65000 + d_v2.size();
+  const std::uint64_t sa = 320000, zb = published_["b.pak"].zTamanho, total = 320000 + 220000 + 65000;
   const std::uint64_t planned = sa + zb + 65000;
   EXPECT_EQ(Run(fault_),
             (std::vector<std::string>{
@@ -171,10 +156,10 @@ TEST_F(UpdateRun, EightFailedAttemptsNameTheFileAndTheNextRunResumes) {
   clock_.sleeps_ms.clear();
   EXPECT_EQ(Run(fault_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
-                             "verificando|Retomando arquivos já baixados 1/4|1/4|320000/" + S(total),
-                             "verificando|Retomando arquivos já baixados 2/4|2/4|540000/" + S(total),
+                             "verificando|Retomando arquivos já baixados 1/3|1/3|320000/" + S(total),
+                             "verificando|Retomando arquivos já baixados 2/3|2/3|540000/" + S(total),
                              "instalando|Instalando…|1/1|65000/65000",
-                             "pronto|Jogo atualizado.|4/4|" + S(total) + "/" + S(total),
+                             "pronto|Jogo atualizado.|3/3|" + S(total) + "/" + S(total),
                          }));
   EXPECT_TRUE(Logged(TakeLog(), "retomando: 2 arquivo(s) ja baixado(s) em .atualizando"));
   EXPECT_EQ(Differences(v3), "");
