@@ -217,19 +217,6 @@ TEST_F(BlockDelta, ALongRunOfMissingBlocksIsSplitIntoRequestsOf32) {
   EXPECT_EQ(BodyBytes(requests), 1308 + p.Stored(changed));  // header and table of 80 blocks, then the ranges
 }
 
-// A server that ignores Range answers 200 every time; the slices still come out right.
-TEST_F(BlockDelta, ServerIgnoringRangeStillGivesTheRightSlices) {
-  const std::string old = Content(12, 5, 14);
-  std::string fresh = old;
-  fresh[5 * kBlock] ^= 1;
-  const Published p = Publish("sem-faixa.pak", fresh);
-  ASSERT_EQ(Run(p, Installed(p, old), fault_.base_url + "/norange"), 0) << error_;
-  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-  const auto requests = RequestsFor(fault_, "/norange" + p.uri, 2);
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[1].status, 200);
-}
-
 // Missing bytes exactly 0.6 of the manifest's .orvb size still take ranges; one byte less of
 // .orvb and the whole file is asked for instead. (That manifest understates the real .orvb, so the
 // whole download fails; how it stops at the size given:
