@@ -386,14 +386,6 @@ TEST_F(BlockDeltaFailures, ATableThatDisagreesWithTheManifestStopsBeforeAnyBlock
   EXPECT_EQ(FaultRequests(1), 1u);
 }
 
-// Cancelled before the call: no request, the error text left alone.
-TEST_F(BlockDeltaFailures, CancelledBeforeTheCallAsksNothing) {
-  cancel_ = 1;
-  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
-  EXPECT_EQ(error_, "intocado");
-  EXPECT_EQ(FaultRequests(0), 0u);
-}
-
 // Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.
 TEST_F(BlockDeltaFailures, CancelledWhileARangeArrivesKeepsThePartialBlockFile) {
   cancel_on_progress_ = true;
