@@ -217,23 +217,11 @@ TEST_F(BlockDelta, ALongRunOfMissingBlocksIsSplitIntoRequestsOf32) {
   EXPECT_EQ(BodyBytes(requests), 1308 + p.Stored(changed));  // header and table of 80 blocks, then the ranges
 }
 
-// A server that ignores Range answers 200 every time; the slices still come out right.
-TEST_F(BlockDelta, ServerIgnoringRangeStillGivesTheRightSlices) {
-  const std::string old = Content(12, 5, 14);
-  std::string fresh = old;
-  fresh[5 * kBlock] ^= 1;
-  const Published p = Publish("sem-faixa.pak", fresh);
-  ASSERT_EQ(Run(p, Installed(p, old), fault_.base_url + "/norange"), 0) << error_;
-  EXPECT_EQ(ReadTestFile(Target(p)), fresh);
-  const auto requests = RequestsFor(fault_, "/norange" + p.uri, 2);
-  ASSERT_EQ(requests.size(), 2u);
-  EXPECT_EQ(requests[1].status, 200);
-}
-
 // Missing bytes exactly 0.6 of the manifest's .orvb size still take ranges; one byte less of
-// .orvb and the whole file is asked for instead. That manifest understates the real .orvb, so the
-// whole download stops at the size it gives, on every attempt, and never grows past it.
-TEST_F(BlockDelta, AtTheThresholdRangesAboveItTheWholeFileNeverPastItsSize) {
+// .orvb and the whole file is asked for instead. (That manifest understates the real .orvb, so the
+// whole download fails; how it stops at the size given:
+// HostileServer.EndlessFileBodiesStopAtTheManifestSizes.)
+TEST_F(BlockDelta, AtTheThresholdRangesAboveItTheWholeFile) {
   const std::string old = Content(20, 100, 21);
   std::string fresh = old;
   for (const std::size_t k : {5u, 6u, 7u}) Scramble(fresh, k, static_cast<std::uint32_t>(k));
@@ -245,14 +233,11 @@ TEST_F(BlockDelta, AtTheThresholdRangesAboveItTheWholeFileNeverPastItsSize) {
   EXPECT_EQ(ReadTestFile(Target(p)), fresh);
   p.entry.bTamanho -= 1;
   EXPECT_EQ(Run(p, installed, nginx_.base_url), -1);
-  EXPECT_EQ(error_, "arquivo maior que o esperado");
-  EXPECT_LE(FileSizeOf(Beside(p, ".orvb.part")), static_cast<std::int64_t>(p.entry.bTamanho));
   const auto requests = RequestsFor(nginx_, p.uri, 4);
   ASSERT_GE(requests.size(), 4u);
   EXPECT_EQ(requests[1].range, p.BlockRange(5, 7));
   EXPECT_EQ(requests[2].range, "bytes=0-363");
   EXPECT_EQ(requests[3].range, "-");
-  EXPECT_EQ(clock_.sleeps_ms.size(), 8u);
 }
 
 // No installed file: everything is missing. The download breaks off after 300000 bytes, the retry
@@ -333,7 +318,6 @@ class BlockDeltaFailures : public BlockDelta {
   std::string fresh_ = old_;
   Published p_;
   std::filesystem::path installed_;
-  const std::vector<std::uint32_t> all_delays_{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000};
 };
 
 // The header fails twice, then comes: two pauses, no log line for them.
@@ -345,12 +329,11 @@ TEST_F(BlockDeltaFailures, TheHeaderFailsTwiceThenComesWithoutALogLine) {
   EXPECT_EQ(FaultRequests(4), 4u);  // three for the header, one range
 }
 
-// Eight header failures: a pause after each, the eighth included, and the last reason.
+// Eight header failures give up with the last reason (the pauses: RetryTransferTest).
 TEST_F(BlockDeltaFailures, EightHeaderFailuresGiveUpWithTheLastReason) {
   ArmFaults(8, "status/500", p_.uri);
   EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "HTTP 500");
-  EXPECT_EQ(clock_.sleeps_ms, all_delays_);
   EXPECT_EQ(FaultRequests(8), 8u);
 }
 
@@ -369,8 +352,6 @@ TEST_F(BlockDeltaFailures, AShortRangeGivesUpAfterTheEighthAttempt) {
   ArmFaults(9, "short/1000", p_.uri);
   EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "intervalo incompleto");
-  EXPECT_EQ(clock_.sleeps_ms, all_delays_);
-  EXPECT_THAT(TakeLauncherLog(), HasSubstr("faixa de dados\\falhas.pak falhou (intervalo incompleto), tentativa 8"));
   EXPECT_EQ(FaultRequests(9), 9u);
 }
 
@@ -403,14 +384,6 @@ TEST_F(BlockDeltaFailures, ATableThatDisagreesWithTheManifestStopsBeforeAnyBlock
   EXPECT_EQ(Run(lying, installed_, fault_.base_url), -1);
   EXPECT_EQ(error_, "tabela em blocos nao bate com o manifesto");
   EXPECT_EQ(FaultRequests(1), 1u);
-}
-
-// Cancelled before the call: no request, the error text left alone.
-TEST_F(BlockDeltaFailures, CancelledBeforeTheCallAsksNothing) {
-  cancel_ = 1;
-  EXPECT_EQ(Run(p_, installed_, fault_.base_url), -1);
-  EXPECT_EQ(error_, "intocado");
-  EXPECT_EQ(FaultRequests(0), 0u);
 }
 
 // Cancelled while a range arrives: the transfer reports it and the partial .bloco stays.

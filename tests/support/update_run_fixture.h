@@ -8,11 +8,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cctype>
 #include <functional>
 #include <map>
 #include <string>
-#include <string_view>
 #include <vector>
 
 #include "core/json.h"
@@ -22,6 +20,7 @@
 #include "support/test_channel.h"
 #include "test_servers.h"
 #include "update/http_client.h"
+#include "update/manifest.h"
 #include "update/progress.h"
 #include "update/sha256.h"
 #include "update/swap_journal.h"
@@ -37,21 +36,6 @@ struct GameFile {
   std::string bytes;
   Variant variant = Variant::kPlain;
 };
-
-// The request target a client sends for a published name: every byte but A-Z a-z 0-9 - . _ ~ and
-// "/" percent-escaped.
-inline std::string Escaped(std::string_view path) {
-  static constexpr char kHex[] = "0123456789ABCDEF";
-  std::string out;
-  for (const unsigned char c : path) {
-    if (std::isalnum(c) != 0 || c == '-' || c == '.' || c == '_' || c == '~' || c == '/') {
-      out += static_cast<char>(c);
-    } else {
-      out += {'%', kHex[c >> 4], kHex[c & 15]};
-    }
-  }
-  return out;
-}
 
 class UpdateRunFixture : public ServedTest {
  protected:
@@ -149,12 +133,12 @@ class UpdateRunFixture : public ServedTest {
 
   // Requests the server logged for a published name, waiting for at least `at_least`.
   std::size_t Requests(const TestServer& server, const std::string& name, std::size_t at_least = 0) {
-    return RequestsFor(server, Escaped(served_.UrlPath(name)), at_least).size();
+    return RequestsFor(server, Target(name), at_least).size();
   }
   // The next `k` requests for `name` at the fault server carry `directives` ("status/500", ...).
-  void Arm(int k, const std::string& directives, const std::string& name) {
-    ArmFaults(k, directives, Escaped(served_.UrlPath(name)));
-  }
+  void Arm(int k, const std::string& directives, const std::string& name) { ArmFaults(k, directives, Target(name)); }
+  // The request target a client sends for a published name (how it is escaped: Manifest's tests).
+  [[nodiscard]] std::string Target(const std::string& name) const { return EntryUrl(served_.UrlPath(""), name); }
   static std::string TakeLog() { return TakeLauncherLog(); }
   static bool Logged(const std::string& log, const std::string& line) {
     return log.find("] " + line + "\r\n") != std::string::npos;

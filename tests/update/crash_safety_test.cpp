@@ -105,28 +105,14 @@ struct Channel {
   Manifest manifest;
 };
 
-// The "caminho" a request was for (empty for the manifest and anything else). nginx writes bytes
-// outside printable ASCII as \xHH; a client may have percent-encoded them.
+// The "caminho" a request was for (empty for the manifest and anything else).
 std::string FileOfUri(const Channel& channel, const std::string& uri) {
-  std::string decoded;
-  for (size_t i = 0; i < uri.size(); ++i) {
-    const bool escaped = (uri[i] == '%' && i + 2 < uri.size()) || (uri.compare(i, 2, "\\x") == 0 && i + 3 < uri.size());
-    if (escaped) {
-      const size_t digits = uri[i] == '%' ? i + 1 : i + 2;
-      decoded += static_cast<char>(std::stoi(uri.substr(digits, 2), nullptr, 16));
-      i = digits + 1;
-    } else {
-      decoded += uri[i];
+  for (const ManifestEntry& entry : channel.manifest.arquivos) {
+    for (const char* suffix : {"", ".orvz", ".orvb"}) {
+      if (uri == EntryUrl(channel.prefix, entry.caminho, suffix)) return entry.caminho;
     }
   }
-  if (decoded.rfind(channel.prefix, 0) != 0) return {};
-  std::string name = decoded.substr(channel.prefix.size());
-  for (const char* suffix : {".orvz", ".orvb"}) {
-    if (name.size() > 5 && name.ends_with(suffix)) name.resize(name.size() - 5);
-  }
-  const bool listed = std::any_of(channel.manifest.arquivos.begin(), channel.manifest.arquivos.end(),
-                                  [&](const ManifestEntry& entry) { return entry.caminho == name; });
-  return listed ? name : std::string();
+  return {};
 }
 
 // What the client holds of one file of version 2 at a moment.
@@ -435,23 +421,6 @@ TEST_F(CrashSafety, KilledAnywhereTheNextRunsFinishTheUpdateWithoutFetchingTwice
   RecordProperty("seed", std::to_string(seed));
   RecordProperty("kills", kills);
   RecordProperty("torn_journals", torn_journals);
-}
-
-TEST_F(CrashSafety, ACrashBetweenPlacingAFileAndDeletingItsDownloadLeavesNothingBehind) {
-  // As after kills right after a result was placed in the staging folder: the verified file is
-  // there, and so is the .orvz or the whole .orvb it came from.
-  const fs::path game = rig_->work / "jogo-sobras";
-  fs::copy(rig_->installed_v1, game, fs::copy_options::recursive);
-  const fs::path staging = StagingFolder(game);
-  for (const char* name : {"Binarios/Win64/ORV2.exe", "Conteudo/Paks/vozes.pak"}) {
-    WriteTestFile(JoinRelative(staging, name), rig_->v2.at(name));
-  }
-  WriteTestFile(WithSuffix(JoinRelative(staging, "Binarios/Win64/ORV2.exe"), kOrvzPartialSuffix), "compactado");
-  WriteTestFile(WithSuffix(JoinRelative(staging, "Conteudo/Paks/vozes.pak"), kOrvbPartialSuffix), "blocos");
-
-  const Outcome outcome = Sync(game, rig_->channel_v2, Aim::kNone, {});
-  EXPECT_EQ(outcome.exit_code, 0) << (outcome.lines.empty() ? "" : outcome.lines.back());
-  EXPECT_EQ(FolderDifferences(ReadFolder(game), rig_->v2), "");
 }
 
 TEST_F(CrashSafety, AFileHeldOpenFailsTheInstallAndTheNextRunFinishesIt) {

@@ -236,13 +236,10 @@ TEST_F(HostileServer, EntriesAimedAtTheLaunchersOwnFilesAreIgnored) {
   Publish(v2, "2.0", [&](Manifest& m) {
     for (const std::string& caminho : names) m.arquivos.push_back(UnservedEntry(caminho, digest, junk.size()));
   });
-  (void)TakeLog();
+  // Not one of them is served: the run ends well only if all are skipped (their log lines:
+  // Manifest.UnsafeMalformedOrHarmfulEntriesAreSkippedAndLogged).
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
   EXPECT_EQ(Differences(v2), "");
-  const std::string log = TakeLog();
-  for (const char* ignored : {".atualizando/diario.json", ".orvlauncher/hashes.json", "./.orvlauncher/y"}) {
-    EXPECT_NE(log.find(std::string("entrada ignorada: ") + ignored), std::string::npos) << ignored;
-  }
   EXPECT_FALSE(PathExists(JournalPath(game_)));
   EXPECT_EQ(Last(nginx_), "pronto|Jogo atualizado.");
 }

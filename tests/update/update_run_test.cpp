@@ -15,6 +15,7 @@
 #include "support/update_run_fixture.h"
 #include "tests/formats/file_builders.h"
 #include "update/self_update.h"
+#include "update/work_files.h"
 
 namespace orv {
 
@@ -65,28 +66,20 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
   EXPECT_FALSE(PathExists(StagingFolder(game_)));
   EXPECT_TRUE(clock_.sleeps_ms.empty());
 
-  // Only the changed blocks came from the server: the table, then one range per run of adjacent blocks.
+  // Only the changed blocks came from the server, so verification's digests reached the transfer:
+  // the table, then one range per run of adjacent blocks (which ranges: BlockDelta's tests).
   const std::string orvb = ReadTestFile(JoinRelative(served_.path(), "dados/grande.pak.orvb"));
   OrvbTable table;
   std::string error;
   ASSERT_TRUE(ReadOrvbTable({reinterpret_cast<const std::uint8_t*>(orvb.data()), orvb.size()}, table, error)) << error;
-  const auto range_of = [&](std::size_t a, std::size_t b) {
-    return "bytes=" + S(table.blocks[a].offset) + "-" + S(table.blocks[b].offset + table.blocks[b].stored_length - 1);
-  };
   const auto ranges = RequestsFor(nginx_, served_.UrlPath("dados/grande.pak.orvb"), 3);
   ASSERT_EQ(ranges.size(), 3u);
-  EXPECT_EQ(ranges[0].range, "bytes=0-795");  // the header and the table of 48 blocks
-  EXPECT_EQ(ranges[1].range, range_of(5, 6));
-  EXPECT_EQ(ranges[2].range, range_of(30, 30));
   const std::uint64_t block_bytes =
       table.blocks[5].stored_length + table.blocks[6].stored_length + table.blocks[30].stored_length;
   EXPECT_EQ(ranges[1].body_bytes + ranges[2].body_bytes, block_bytes);
   for (const char* name : {"OrvGame.exe", "dados/mapas/ação.pak.orvz"})
     EXPECT_EQ(Requests(nginx_, name, 1), 1u) << name;
-  // A block file with nothing to reuse: the table, then the whole .orvb in one request.
-  const auto whole = RequestsFor(nginx_, served_.UrlPath("dados/novo/extra.bin.orvb"), 2);
-  ASSERT_EQ(whole.size(), 2u);
-  EXPECT_EQ(whole[1].range, "-");
+  EXPECT_EQ(Requests(nginx_, "dados/novo/extra.bin.orvb", 2), 2u);  // nothing to reuse: the table, the whole
   for (const char* name : {"leiame.txt", "dados/mapas/ação.pak", "dados/grande.pak", "dados/novo/extra.bin"}) {
     EXPECT_EQ(Requests(nginx_, name), 0u) << name;
   }
@@ -103,81 +96,52 @@ TEST_F(UpdateRun, BringsAFolderFromVersionOneToVersionTwo) {
   EXPECT_EQ(Requests(nginx_, "dados/novo/extra.bin.orvb"), 2u);
 }
 
-// The files of the retry scenarios: d.pak is a block file with one changed block in v2.
+// The files of the retry scenarios: every one changes size from version to version.
 struct RetryVersions {
-  std::string d_v1 = CompressibleBytes(32 * kRunBlock, 44);
-  std::string d_v2 = [this] {
-    std::string d = d_v1;
-    d.replace(3 * kRunBlock, 10, "0123456789");
-    return d;
-  }();
   std::vector<GameFile> v1 = {{"a.pak", CompressibleBytes(300000, 41)},
                               {"b.pak", CompressibleBytes(200000, 42), Variant::kOrvz},
-                              {"c.pak", CompressibleBytes(50000, 43)},
-                              {"d.pak", d_v1, Variant::kOrvb}};
+                              {"c.pak", CompressibleBytes(50000, 43)}};
   std::vector<GameFile> v2 = {{"a.pak", CompressibleBytes(310000, 51)},
                               {"b.pak", CompressibleBytes(210000, 52), Variant::kOrvz},
-                              {"c.pak", CompressibleBytes(60000, 53)},
-                              {"d.pak", d_v2, Variant::kOrvb}};
+                              {"c.pak", CompressibleBytes(60000, 53)}};
   std::vector<GameFile> v3 = {{"a.pak", CompressibleBytes(320000, 61)},
                               {"b.pak", CompressibleBytes(220000, 62), Variant::kOrvz},
-                              {"c.pak", CompressibleBytes(65000, 63)},
-                              {"d.pak", d_v2, Variant::kOrvb}};
+                              {"c.pak", CompressibleBytes(65000, 63)}};
 };
 
-// Cut connections and 500s are retried with growing pauses, each file counting its own attempts;
-// a cut download resumes from its partial file; a short stall is no failure; block ranges that
-// the server answers whole (Range ignored) still give the right blocks.
-TEST_F(UpdateRun, RetriesCutsErrorsStallsAndIgnoredRanges) {
+// Cut connections and 500s are retried, each file counting its own attempts (so its own pauses);
+// a short stall is no failure.
+TEST_F(UpdateRun, RetriesCutsErrorsAndStalls) {
   const RetryVersions files;
-  const std::string& d_v2 = files.d_v2;
   const std::vector<GameFile>& v2 = files.v2;
   Install(files.v1);
   Publish(v2);
   Arm(2, "cut/100000", "a.pak");
   Arm(1, "status/500", "b.pak.orvz");
   Arm(1, "stall/300", "c.pak");
-  Arm(2, "norange", "d.pak.orvb");
-  const std::uint64_t sa = 310000, zb = published_["b.pak"].zTamanho, total = 310000 + 210000 + 60000 + d_v2.size();
-  const std::uint64_t planned =
-      sa + zb + 60000 + static_cast<std::uint64_t>(static_cast<double>(published_["d.pak"].bTamanho) / 32.0);
+  const std::uint64_t sa = 310000, zb = published_["b.pak"].zTamanho, total = 310000 + 210000 + 60000;
+  const std::uint64_t planned = sa + zb + 60000;
   EXPECT_EQ(Run(fault_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
-                             "verificando|Verificando arquivos 4/4|4/4|580000/" + S(total),
-                             "verificando|Comparando blocos 4/4|4/4|" + S(total) + "/" + S(total),
-                             "baixando|Descompactando 2/4|2/4|" + S(sa + zb) + "/" + S(planned),
-                             "instalando|Instalando…|4/4|" + S(planned) + "/" + S(planned),
-                             "pronto|Jogo atualizado.|4/4|" + S(total) + "/" + S(total),
+                             "baixando|Descompactando 2/3|2/3|" + S(sa + zb) + "/" + S(planned),
+                             "instalando|Instalando…|3/3|" + S(planned) + "/" + S(planned),
+                             "pronto|Jogo atualizado.|3/3|" + S(total) + "/" + S(total),
                          }));
   EXPECT_EQ(Differences(v2), "");
   EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000, 2000}));
-  const std::string log = TakeLog();
-  EXPECT_NE(log.find("] download a.pak falhou (conexao caiu ("), std::string::npos) << log;
-  EXPECT_NE(log.find("), tentativa 2\r\n"), std::string::npos) << log;
-  EXPECT_TRUE(Logged(log, "download b.pak falhou (HTTP 500), tentativa 1")) << log;
-  const auto a_requests = RequestsFor(fault_, served_.UrlPath("a.pak"), 3);
-  ASSERT_EQ(a_requests.size(), 3u);
-  EXPECT_EQ(a_requests[0].range, "-");
-  // A later attempt resumes from what the cut one kept (WinHTTP under Wine keeps nothing of a read
-  // that ends in a reset, so there it starts again from byte 0).
-  for (const std::size_t i : {1, 2}) EXPECT_EQ(a_requests[i].status, a_requests[i].range == "-" ? 200 : 206);
-  const auto d_requests = RequestsFor(fault_, served_.UrlPath("d.pak.orvb"), 2);
-  ASSERT_EQ(d_requests.size(), 2u);  // the table, then block 3
-  EXPECT_EQ(d_requests[1].status, 200);
+  EXPECT_EQ(Requests(fault_, "a.pak", 3), 3u);
 }
 
-// Eight failed attempts: pauses of 2, 4, 8, 15 and then 30 s (the last failure is followed by one
-// too), and the failure names the file, with "atual" its index and "bytes" what was done before.
-// Nothing is installed; the files finished before it wait in the staging folder, and the next run
-// takes them as they are and fetches only the one that failed.
+// Eight failed attempts: the failure names the file, with "atual" its index and "bytes" what was
+// done before. Nothing is installed; the files finished before it wait in the staging folder, and
+// the next run takes them as they are and fetches only the one that failed.
 TEST_F(UpdateRun, EightFailedAttemptsNameTheFileAndTheNextRunResumes) {
   const RetryVersions files;
-  const std::string& d_v2 = files.d_v2;
   const std::vector<GameFile>&v2 = files.v2, &v3 = files.v3;
   UpdatedTo(files.v1, v2, "2.0");
   Publish(v3, "3.0");
   Arm(8, "status/500", "c.pak");
-  const std::uint64_t sa = 320000, zb = published_["b.pak"].zTamanho, total = 320000 + 220000 + 65000 + d_v2.size();
+  const std::uint64_t sa = 320000, zb = published_["b.pak"].zTamanho, total = 320000 + 220000 + 65000;
   const std::uint64_t planned = sa + zb + 65000;
   EXPECT_EQ(Run(fault_),
             (std::vector<std::string>{
@@ -185,22 +149,17 @@ TEST_F(UpdateRun, EightFailedAttemptsNameTheFileAndTheNextRunResumes) {
                 "baixando|Descompactando 2/3|2/3|" + S(sa + zb) + "/" + S(planned),
                 "erro|Falha ao baixar c.pak (HTTP 500). Tente de novo.|2/3|" + S(sa + zb) + "/" + S(planned),
             }));
-  EXPECT_EQ(clock_.sleeps_ms, (std::vector<std::uint32_t>{2000, 4000, 8000, 15000, 30000, 30000, 30000, 30000}));
-  const std::string log = TakeLog();
-  for (int k = 1; k <= 8; ++k) {
-    EXPECT_TRUE(Logged(log, "download c.pak falhou (HTTP 500), tentativa " + S(k))) << k;
-  }
-  EXPECT_EQ(log.find("tentativa 9"), std::string::npos);
+  EXPECT_EQ(clock_.sleeps_ms.size(), 8u);  // the pauses and log lines themselves: RetryTransferTest
   EXPECT_EQ(Differences(v2), "");
   EXPECT_EQ(ReadTestFile(Staged("a.pak")), v3[0].bytes);
 
   clock_.sleeps_ms.clear();
   EXPECT_EQ(Run(fault_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
-                             "verificando|Retomando arquivos já baixados 1/4|1/4|320000/" + S(total),
-                             "verificando|Retomando arquivos já baixados 2/4|2/4|540000/" + S(total),
+                             "verificando|Retomando arquivos já baixados 1/3|1/3|320000/" + S(total),
+                             "verificando|Retomando arquivos já baixados 2/3|2/3|540000/" + S(total),
                              "instalando|Instalando…|1/1|65000/65000",
-                             "pronto|Jogo atualizado.|4/4|" + S(total) + "/" + S(total),
+                             "pronto|Jogo atualizado.|3/3|" + S(total) + "/" + S(total),
                          }));
   EXPECT_TRUE(Logged(TakeLog(), "retomando: 2 arquivo(s) ja baixado(s) em .atualizando"));
   EXPECT_EQ(Differences(v3), "");
@@ -255,7 +214,7 @@ TEST_F(UpdateRunFromV2, PausesDuringTheBackOffAndTheNextRunResumes) {
 }
 
 // A corrupt download is deleted with its work files and reported at once, without a retry: bytes
-// that are not the published digest, an .orvz that does not unpack, and a bomb as long as the
+// that are not the published digest, and an .orvz that does not unpack: a bomb as long as the
 // published .orvz (64 KiB chunks of zeros under a header that claims a terabyte, which disagrees
 // with "tamanho", so nothing is unpacked at all).
 TEST_F(UpdateRunFromV2, ACorruptDownloadIsDeletedAndReportedWithoutARetry) {
@@ -265,7 +224,7 @@ TEST_F(UpdateRunFromV2, ACorruptDownloadIsDeletedAndReportedWithoutARetry) {
     std::size_t changed;   // index in v2_
     const char* served;    // what the server sends corrupt
     std::size_t requests;  // for `served` at nginx after the run, the set-up's included
-  } cases[] = {{"hash errado", 2, "c.pak", 2}, {"nao descompacta", 1, "b.pak.orvz", 1}, {"bomba", 1, "b.pak.orvz", 2}};
+  } cases[] = {{"hash errado", 2, "c.pak", 2}, {"bomba", 1, "b.pak.orvz", 1}};
   for (const auto& c : cases) {
     SCOPED_TRACE(c.kind);
     std::vector<GameFile> v3 = v2_;
@@ -274,8 +233,8 @@ TEST_F(UpdateRunFromV2, ACorruptDownloadIsDeletedAndReportedWithoutARetry) {
     const std::string& caminho = v3[c.changed].caminho;
     const bool packed = c.changed == 1;
     const std::uint64_t size = packed ? published_[caminho].zTamanho : published_[caminho].tamanho;
-    std::string body = packed ? "isto nao e um arquivo compactado" : CompressibleBytes(size, 76);
-    if (c.kind == std::string("bomba")) {
+    std::string body = CompressibleBytes(size, 76);
+    if (packed) {
       body = OrvzHeader(kAlgorithmXpressHuff, 65536, 1ull << 40);
       const std::string zeros = OrvzChunk(Container(kAlgorithmXpressHuff, std::string(65536, '\0')));
       ASSERT_LT(body.size() + 2 * zeros.size(), size);
@@ -297,7 +256,9 @@ TEST_F(UpdateRunFromV2, ACorruptDownloadIsDeletedAndReportedWithoutARetry) {
   }
 }
 
-// Every changed file already staged by an earlier run: nothing is fetched, install comes next.
+// Every changed file already staged by an earlier run: nothing is fetched, install comes next. A
+// crash between placing a result and deleting the download it came from left that download beside
+// it; nothing of it stays.
 TEST_F(UpdateRunFromV2, EveryChangedFileAlreadyStagedFetchesNothing) {
   UpdatedTo(v1_, v2_, "2.0");
   std::vector<GameFile> v5 = v2_;
@@ -305,6 +266,8 @@ TEST_F(UpdateRunFromV2, EveryChangedFileAlreadyStagedFetchesNothing) {
   v5[1].bytes = CompressibleBytes(130000, 79);
   Publish(v5, "5.0");
   for (int i : {0, 1}) WriteTestFile(Staged(v5[i].caminho), v5[i].bytes);
+  WriteTestFile(WithSuffix(Staged("a.pak"), kOrvbPartialSuffix), "blocos");
+  WriteTestFile(WithSuffix(Staged("b.pak"), kOrvzPartialSuffix), "compactado");
   const std::uint64_t total5 = 110000 + 130000 + 310000;
   EXPECT_EQ(Run(nginx_), (std::vector<std::string>{
                              "verificando|Buscando atualizações…|0/0|0/0",
@@ -314,6 +277,7 @@ TEST_F(UpdateRunFromV2, EveryChangedFileAlreadyStagedFetchesNothing) {
                              "pronto|Jogo atualizado.|3/3|" + S(total5) + "/" + S(total5),
                          }));
   EXPECT_EQ(Differences(v5), "");
+  EXPECT_FALSE(PathExists(StagingFolder(game_)));
   EXPECT_EQ(Requests(nginx_, "a.pak"), 0u);
   EXPECT_EQ(Requests(nginx_, "b.pak.orvz"), 0u);
 }
@@ -343,12 +307,10 @@ class UpdateRunLauncher : public UpdateRun {
   const std::filesystem::path script_ = GetDataFolder() / "troca.cmd";
 };
 
-// Our own version, however spelled, is not newer: no download at all.
+// Our own version with one more ".0" is not newer: no download at all.
 TEST_F(UpdateRunLauncher, OurOwnVersionHoweverSpelledIsNotDownloaded) {
-  for (const std::string versao : {"1.2.5", "1.2.5.0"}) {
-    PublishWith(v1_, "1.0", versao, digest_);
-    EXPECT_EQ(Run(nginx_).back(), "pronto|Jogo atualizado.|1/1|40000/40000") << versao;
-  }
+  PublishWith(v1_, "1.0", "1.2.5.0", digest_);
+  EXPECT_EQ(Run(nginx_).back(), "pronto|Jogo atualizado.|1/1|40000/40000");
   EXPECT_EQ(Requests(nginx_, "OrvLauncher.exe"), 0u);
   EXPECT_FALSE(PathExists(novo_));
   EXPECT_TRUE(state_.swap_script_path.empty());
